@@ -1,0 +1,12 @@
+#pragma once
+
+// The whole public interface of libtolvi.
+
+#include <tolvi/Variant.hpp>
+#include <tolvi/codecs.hpp>
+#include <tolvi/context.hpp>
+#include <tolvi/errors.hpp>
+#include <tolvi/export.hpp>
+#include <tolvi/files.hpp>
+#include <tolvi/log.hpp>
+#include <tolvi/opaque_json_block.hpp>
