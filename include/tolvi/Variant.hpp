@@ -80,11 +80,14 @@ public:
     ~Variant() { value.destruct(type); }
 
     Variant& operator=(Variant const& other);
+    // The old payload goes last, so `other` may lie inside it; moving into itself leaves Null.
     Variant& operator=(Variant&& other) noexcept {
-        value.destruct(type);
+        Value old = value;
+        Type const old_type = type;
         value = other.value;
         type = other.type;
         other.type = Null;
+        old.destruct(old_type);
         return *this;
     }
 

@@ -1,1 +1,472 @@
-// placeholder
+#include <tolvi/Variant.hpp>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include <jansson.h>
+#include <skrib/skrib.hpp>
+
+namespace {
+
+// What lookups answer when they find nothing; never written.
+Variant const nullVariant;
+
+// Any nonzero first payload byte is true, whoever wrote it.
+bool boolOf(Variant::Value const& v) noexcept {
+    unsigned char first;
+    std::memcpy(&first, &v, 1);
+    return first != 0;
+}
+
+// Deep copies, handed out only once complete; the end hint keeps the map copy linear.
+Variant::map_type* newMapCopy(Variant::map_type const& src) {
+    auto m = std::make_unique<Variant::map_type>();
+    for (auto const& entry : src) {
+        m->emplace_hint(m->end(), entry);
+    }
+    return m.release();
+}
+
+Variant::vector_type* newVectorCopy(Variant::vector_type const& src) {
+    auto v = std::make_unique<Variant::vector_type>();
+    v->reserve(src.size());
+    v->assign(src.begin(), src.end());
+    return v.release();
+}
+
+struct json_releaser {
+    void operator()(json_t* j) const noexcept { json_decref(j); }
+};
+using json_ptr = std::unique_ptr<json_t, json_releaser>;
+
+struct text_releaser {
+    void operator()(char* p) const noexcept { std::free(p); }
+};
+
+constexpr std::size_t parse_flags = JSON_DECODE_ANY;
+constexpr std::size_t compact_flags = JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(7);
+constexpr std::size_t pretty_flags = JSON_INDENT(4) | JSON_SORT_KEYS | JSON_ENCODE_ANY;
+static_assert(parse_flags == 4 && compact_flags == 0x3A20 && pretty_flags == 0x284,
+              "Jansson flag values");
+
+Variant fromJansson(json_t const* node) {
+    // Jansson's read accessors take non-const nodes but do not modify them.
+    json_t* n = const_cast<json_t*>(node);
+    switch (json_typeof(node)) {
+    case JSON_OBJECT: {
+        Variant out{Variant::map_type{}};
+        Variant::map_type& m = *out.value.mapValue;
+        // Members come in text order; the end hint makes the usual sorted input linear.
+        for (void* it = json_object_iter(n); it != nullptr; it = json_object_iter_next(n, it)) {
+            char const* key = json_object_iter_key(it);
+            json_t const* value = json_object_iter_value(it);
+            if (key == nullptr || value == nullptr) {
+                break;
+            }
+            m.emplace_hint(m.end(), std::piecewise_construct,
+                           std::forward_as_tuple(key, std::strlen(key)),
+                           std::forward_as_tuple(fromJansson(value)));
+        }
+        return out;
+    }
+    case JSON_ARRAY: {
+        Variant out{Variant::vector_type{}};
+        Variant::vector_type& v = *out.value.vectorValue;
+        std::size_t const size = json_array_size(n);
+        v.reserve(size);
+        for (std::size_t i = 0; i < size; ++i) {
+            v.push_back(fromJansson(json_array_get(n, i)));
+        }
+        return out;
+    }
+    case JSON_STRING:
+        return Variant(json_string_value(n));
+    case JSON_INTEGER:
+        return Variant(static_cast<long long>(json_integer_value(n)));
+    case JSON_REAL:
+        return Variant(json_real_value(n));
+    case JSON_TRUE:
+        return Variant(true);
+    case JSON_FALSE:
+        return Variant(false);
+    default:
+        return Variant();
+    }
+}
+
+std::string parseErrorReport(std::string const& text, json_error_t const& error) {
+    // Long documents also get a window around the error, so the cut log line still shows it.
+    constexpr int window_after = 3072;
+    std::string report = "JSON error [";
+    report += error.text;
+    report += "] at ";
+    report += std::to_string(error.position);
+    report += " bytes; ";
+    if (error.position > window_after) {
+        std::size_t const from =
+            std::min(static_cast<std::size_t>(error.position) - 100, text.size());
+        report += "JSON substring [-100,100) bytes around offset: `";
+        report.append(text, from, 200);
+        report += "`; ";
+    }
+    report += "full JSON: ";
+    report += text;
+    return report;
+}
+
+std::string dump(Variant const& v, std::size_t flags) {
+    std::string result;
+    json_ptr const tree(toJansson(v));
+    if (tree) {
+        std::unique_ptr<char, text_releaser> const text(json_dumps(tree.get(), flags));
+        if (text) {
+            result = text.get();
+        }
+    }
+    return result;
+}
+
+// A copy of `s` in which maps, at every depth reached through maps, lose their Null entries.
+Variant copyWithoutNulls(Variant const& s) {
+    if (s.type != Variant::Map) {
+        return s;
+    }
+    Variant out{Variant::map_type{}};
+    Variant::map_type& m = *out.value.mapValue;
+    for (auto const& entry : *s.value.mapValue) {
+        if (!entry.second.isNull()) {
+            m.emplace_hint(m.end(), entry.first, copyWithoutNulls(entry.second));
+        }
+    }
+    return out;
+}
+
+// Merges `s` into `t` with no rollback: callers hand in a scratch copy or a single assignment.
+bool mergeInPlace(Variant& t, Variant const& s) {
+    if (s.type != Variant::Map) {
+        if (t.type != s.type) {
+            return false;
+        }
+        t = s;
+        return true;
+    }
+    if (t.type == Variant::Null) {
+        t = s;
+        return true;
+    }
+    if (t.type != Variant::Map) {
+        return false;
+    }
+    Variant::map_type& w = *t.value.mapValue;
+    for (auto const& entry : *s.value.mapValue) {
+        if (entry.second.isNull()) {
+            w.erase(entry.first);
+            continue;
+        }
+        auto it = w.lower_bound(entry.first);
+        if (it == w.end() || it->first != entry.first) {
+            w.emplace_hint(it, entry.first, copyWithoutNulls(entry.second));
+        } else if (!mergeInPlace(it->second, entry.second)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+// ---- payload operations ----
+
+void Variant::Value::destruct(Type t) noexcept {
+    switch (t) {
+    case String:
+        delete stringValue;
+        break;
+    case Map:
+        delete mapValue;
+        break;
+    case Vector:
+        delete vectorValue;
+        break;
+    default:
+        break;
+    }
+}
+
+void Variant::Value::copy_construct(Type t, Value const& src) {
+    switch (t) {
+    case Integer:
+    case Double:
+    case Boolean:
+        *this = src;
+        break;
+    case String:
+        stringValue = new std::string(*src.stringValue);
+        break;
+    case Map:
+        mapValue = newMapCopy(*src.mapValue);
+        break;
+    case Vector:
+        vectorValue = newVectorCopy(*src.vectorValue);
+        break;
+    default:
+        break;
+    }
+}
+
+void Variant::Value::copy_assign(Type t, Value const& src) {
+    switch (t) {
+    case String:
+        *stringValue = *src.stringValue;
+        break;
+    case Map:
+        if (mapValue != src.mapValue) {
+            // Copy first, release after: strong guarantee, and the source may lie inside this map.
+            std::unique_ptr<map_type> old(std::exchange(mapValue, newMapCopy(*src.mapValue)));
+        }
+        break;
+    case Vector:
+        if (vectorValue != src.vectorValue) {
+            std::unique_ptr<vector_type> old(
+                std::exchange(vectorValue, newVectorCopy(*src.vectorValue)));
+        }
+        break;
+    default:
+        copy_construct(t, src);
+        break;
+    }
+}
+
+// ---- construction and assignment ----
+
+Variant::Variant(std::string const& s) : type(String) {
+    value.stringValue = new std::string(s);
+}
+
+Variant::Variant(std::string&& s) : type(String) {
+    value.stringValue = new std::string(std::move(s));
+    s.clear();
+}
+
+Variant::Variant(char const* s) : type(String) {
+    value.stringValue = new std::string(s);
+}
+
+Variant::Variant(map_type const& m) : type(Map) {
+    value.mapValue = newMapCopy(m);
+}
+
+Variant::Variant(map_type&& m) : type(Map) {
+    value.mapValue = new map_type(std::move(m));
+    m.clear();
+}
+
+Variant::Variant(vector_type const& v) : type(Vector) {
+    value.vectorValue = newVectorCopy(v);
+}
+
+Variant::Variant(vector_type&& v) : type(Vector) {
+    value.vectorValue = new vector_type(std::move(v));
+    v.clear();
+}
+
+Variant::Variant(Variant const& other) : type(other.type) {
+    value.copy_construct(other.type, other.value);
+}
+
+Variant& Variant::operator=(Variant const& other) {
+    if (type == other.type) {
+        value.copy_assign(type, other.value);
+        return *this;
+    }
+    // The new payload is complete before the old one goes, which may hold `other`.
+    Value fresh;
+    fresh.copy_construct(other.type, other.value);
+    Type const fresh_type = other.type;
+    value.destruct(type);
+    value = fresh;
+    type = fresh_type;
+    return *this;
+}
+
+// ---- access and update ----
+
+double Variant::asDouble() const noexcept {
+    switch (type) {
+    case Integer:
+        return static_cast<double>(value.intValue);
+    case Double:
+        return value.doubleValue;
+    default:
+        return std::numeric_limits<double>::quiet_NaN();
+    }
+}
+
+Variant const& Variant::get(std::string const& key) const {
+    if (type != Map) {
+        return nullVariant;
+    }
+    auto const it = value.mapValue->find(key);
+    return it != value.mapValue->end() ? it->second : nullVariant;
+}
+
+Variant& Variant::operator[](int index) {
+    if (type == Vector && index >= 0 &&
+        static_cast<std::size_t>(index) < value.vectorValue->size()) {
+        return (*value.vectorValue)[static_cast<std::size_t>(index)];
+    }
+    // A writable Null that no later lookup sees: whatever a caller writes here is dropped.
+    thread_local Variant scratch;
+    scratch = Variant();
+    return scratch;
+}
+
+Variant const& Variant::operator[](std::string const& key) const {
+    if (type != Map) {
+        return *this;
+    }
+    return (*value.mapValue)[key];
+}
+
+Variant& Variant::operator[](std::string const& key) {
+    if (type == Null) {
+        value.mapValue = new map_type();
+        type = Map;
+    }
+    if (type != Map) {
+        return *this;
+    }
+    return (*value.mapValue)[key];
+}
+
+bool Variant::set(std::string const& key, Variant const& v) {
+    if (&v == this) {
+        return false;
+    }
+    if (type == Null) {
+        value.mapValue = new map_type();
+        type = Map;
+    }
+    if (type != Map) {
+        return false;
+    }
+    map_type& m = *value.mapValue;
+    auto const it = m.lower_bound(key);
+    if (it != m.end() && it->first == key) {
+        it->second = v;
+        return true;
+    }
+    m.emplace_hint(it, key, v);
+    return false;
+}
+
+// ---- equality and merge ----
+
+bool operator==(Variant const& a, Variant const& b) noexcept {
+    if (a.type != b.type) {
+        return false;
+    }
+    switch (a.type) {
+    case Variant::Null:
+        return true;
+    case Variant::Integer:
+        return a.value.intValue == b.value.intValue;
+    case Variant::Double:
+        return a.asDouble() == b.asDouble();
+    case Variant::String:
+        return *a.value.stringValue == *b.value.stringValue;
+    case Variant::Boolean:
+        return boolOf(a.value) == boolOf(b.value);
+    case Variant::Map:
+        return *a.value.mapValue == *b.value.mapValue;
+    case Variant::Vector:
+        return *a.value.vectorValue == *b.value.vectorValue;
+    }
+    return true;
+}
+
+bool Variant::mergeWith(Variant const& other) {
+    if (type == Map && other.type == Map) {
+        // Work on a copy so that a conflict at any depth leaves this value untouched.
+        Variant work(*this);
+        if (!mergeInPlace(work, other)) {
+            return false;
+        }
+        *this = std::move(work);
+        return true;
+    }
+    // Every other outcome is a refusal or a single copy assignment, which is already atomic.
+    return mergeInPlace(*this, other);
+}
+
+char const* jsonTypeName(Variant::Type t) noexcept {
+    static char const* const names[] = {"null",    "Number", "Number", "String",
+                                        "Boolean", "Object", "Array"};
+    auto const i = static_cast<std::size_t>(t);
+    return i < sizeof names / sizeof names[0] ? names[i] : "null";
+}
+
+// ---- JSON text ----
+
+json_t* toJansson(Variant const& v) {
+    switch (v.type) {
+    case Variant::Integer:
+        return json_integer(static_cast<json_int_t>(v.value.intValue));
+    case Variant::Double:
+        return json_real(v.value.doubleValue);
+    case Variant::String:
+        return json_string(v.value.stringValue->c_str());
+    case Variant::Boolean:
+        return boolOf(v.value) ? json_true() : json_false();
+    case Variant::Map: {
+        json_ptr object(json_object());
+        if (object) {
+            // Refused keys and values are left out: the set call consumes the value either way.
+            for (auto const& entry : *v.value.mapValue) {
+                json_object_set_new(object.get(), entry.first.c_str(), toJansson(entry.second));
+            }
+        }
+        return object.release();
+    }
+    case Variant::Vector: {
+        json_ptr array(json_array());
+        if (array) {
+            for (auto const& element : *v.value.vectorValue) {
+                json_array_append_new(array.get(), toJansson(element));
+            }
+        }
+        return array.release();
+    }
+    default:
+        return json_null();
+    }
+}
+
+Variant Variant::fromJson(std::string const& text) {
+    namespace sk = korvax::skrib;
+    if (text.empty()) {
+        SKRIB_LOG(sk::level::info, "attempting to parse empty string; returning empty object");
+        return Variant();
+    }
+    json_error_t error;
+    json_ptr const tree(json_loads(text.c_str(), parse_flags, &error));
+    if (tree) {
+        return fromJansson(tree.get());
+    }
+    // The report is built only when some sink will take it.
+    SKRIB_LOG(sk::level::error, "{}", parseErrorReport(text, error));
+    return Variant();
+}
+
+std::string Variant::toJson() const {
+    return dump(*this, compact_flags);
+}
+
+std::string Variant::prettyPrintJson() const {
+    return dump(*this, pretty_flags);
+}
