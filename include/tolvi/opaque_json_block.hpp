@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include <tolvi/Variant.hpp>
 #include <tolvi/codecs.hpp>
@@ -13,6 +14,67 @@ namespace korvax {
 namespace tolvi {
 inline namespace v1 {
 
+class opaque_json_block;
+
+namespace detail {
+
+// Arithmetic types without an overload of their own (long, unsigned, std::int64_t on either data
+// model, float, ...). Each is widened to long long or double, so that no call is ambiguous.
+// Unsigned 64-bit values keep their bits, as in Variant's own constructors.
+template <class T>
+using ojb_widened =
+    std::enable_if_t<std::is_arithmetic<T>::value && !std::is_same<T, bool>::value &&
+                         !std::is_same<T, int>::value && !std::is_same<T, long long>::value &&
+                         !std::is_same<T, double>::value,
+                     int>;
+
+template <class T>
+constexpr auto ojb_widen(T v) noexcept {
+    if constexpr (std::is_integral<T>::value) {
+        return static_cast<long long>(v);
+    } else {
+        return static_cast<double>(v);
+    }
+}
+
+} // namespace detail
+
+// A read-only look at one JSON value inside a block, as attribute_at_path finds it. It copies
+// nothing and stays valid while the block lives unchanged. An empty view means "not found"; its
+// typed operations throw std::logic_error.
+class TOLVI_API opaque_json_view {
+public:
+    opaque_json_view() noexcept = default;
+    explicit opaque_json_view(Variant const* node) noexcept : node_(node) {}
+    opaque_json_view(opaque_json_block const& block) noexcept;
+
+    explicit operator bool() const noexcept { return node_ != nullptr; }
+    Variant const* get() const noexcept { return node_; }
+    Variant const& operator*() const noexcept { return *node_; }
+    Variant const* operator->() const noexcept { return node_; }
+
+    char const* json_type() const;
+
+    // "$" is the viewed value itself.
+    opaque_json_view attribute_at_path(char const* path) const;
+
+    int compare(double v) const;
+    int compare(long long v) const;
+    int compare(int v) const;
+    int compare(bool v) const;
+    int compare(std::string const& v) const;
+    int compare(char const* v) const;
+    int compare(std::nullptr_t) const;
+    int compare(opaque_json_view other) const;
+    template <class T, detail::ojb_widened<T> = 0>
+    int compare(T v) const {
+        return compare(detail::ojb_widen(v));
+    }
+
+private:
+    Variant const* node_ = nullptr;
+};
+
 // A piece of JSON carried by a record without interpretation.
 class TOLVI_API opaque_json_block {
 public:
@@ -21,6 +83,7 @@ public:
     opaque_json_block() = default;
 
     static opaque_json_block empty_object();
+    // Empty or malformed text gives a null block (the parser's report goes to the log).
     static opaque_json_block from_string(char const* text, unsigned int length);
     static opaque_json_block from_string(std::string const& text);
 
@@ -42,9 +105,13 @@ public:
     void set_attribute(char const* key, char const* text) {
         set_attribute(key, text, static_cast<unsigned int>(std::strlen(text)));
     }
+    template <class T, detail::ojb_widened<T> = 0>
+    void set_attribute(char const* key, T v) {
+        set_attribute(key, detail::ojb_widen(v));
+    }
 
-    // The first value the path reaches, or null; std::runtime_error on a malformed path.
-    Variant const* attribute_at_path(char const* path) const;
+    // The first value the path reaches, or an empty view; std::runtime_error on a malformed path.
+    opaque_json_view attribute_at_path(char const* path) const;
 
     // Three-way typed comparisons; json_type_mismatch when the held type does not fit.
     int compare(double v) const;
@@ -55,8 +122,18 @@ public:
     int compare(char const* v) const;
     int compare(std::nullptr_t) const;
     int compare(opaque_json_block const& other) const;
+    int compare(opaque_json_view other) const { return opaque_json_view(&json).compare(other); }
+    template <class T, detail::ojb_widened<T> = 0>
+    int compare(T v) const {
+        return compare(detail::ojb_widen(v));
+    }
 };
 
+inline opaque_json_view::opaque_json_view(opaque_json_block const& block) noexcept
+    : node_(&block.json) {}
+
+// `value` and `other` point at blocks. Deserialization takes any JSON as it is (merged in patch
+// mode); compare mode stores the deep equality into the flag, true or false.
 template <>
 class TOLVI_API impl<opaque_json_block> : public impl_base {
 public:
