@@ -114,7 +114,7 @@ void impl<bool>::apply() {
     }
 }
 
-// Unary plus promotes the narrow types to int, which is what they print as.
+// The narrow types print as numbers: they promote to int, never to a character.
 #define TOLVI_DEFINE_INTEGER_IMPL(T)                                                               \
     void impl<T>::apply() {                                                                        \
         apply_integer<T>(*this);                                                                   \
@@ -123,7 +123,7 @@ void impl<bool>::apply() {
         return integer_from_string<T>(text);                                                       \
     }                                                                                              \
     std::string impl<T>::scalar_to_string(T v) {                                                   \
-        return std::to_string(+v);                                                                 \
+        return std::to_string(v);                                                                  \
     }
 
 TOLVI_DEFINE_INTEGER_IMPL(signed char)
