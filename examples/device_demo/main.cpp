@@ -1,0 +1,156 @@
+// Device demo: a sensor hub reads its factory configuration, takes a patch from the fleet
+// server, refuses what the server may not change and a document of the wrong shape, and saves
+// the result.
+//
+//     tolvi_demo <data-dir> <output-dir>
+//
+// <data-dir> holds device.json, cloud_patch.json, cloud_serial.json and bad.json (see
+// examples/device_demo/data); the configuration is saved as <output-dir>/device.json.
+
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+#include <string>
+
+#include <skrib/skrib.hpp>
+#include <tolvi/tolvi.hpp>
+
+#include "device_config.hpp"
+
+namespace {
+
+namespace tolvi = korvax::tolvi;
+using devcfg::device_config;
+
+// The JSON name of an enumerator, as the record API writes it.
+template <class E>
+std::string name_of(E e) {
+    Variant const v = tolvi::to_variant(e);
+    return *v.value.stringValue;
+}
+
+std::string describe(devcfg::wifi_network const& w) {
+    return *w.ssid + " (" + name_of(*w.band) + ", " + w.static_ip.value_or("DHCP") + ", MTU " +
+           std::to_string(*w.mtu) + ")";
+}
+
+void print_indented(std::string const& text) {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        std::cout << "   " << line << '\n';
+    }
+}
+
+// Typed access: every member reads as its own C++ type.
+void print_summary(device_config const& c) {
+    std::cout << "   " << *c.name << ", serial " << *c.serial << ", provisioned at "
+              << *c.provisioned_at_ms << " ms\n";
+    std::cout << "   wifi:      " << describe(*c.wifi) << '\n';
+    for (devcfg::wifi_network const& w : *c.fallback_wifi) {
+        std::cout << "   fallback:  " << describe(w) << '\n';
+    }
+    std::cout << "   offsets:  ";
+    for (auto const& [sensor, offset] : *c.sensor_offsets) {
+        std::cout << ' ' << sensor << ' ' << (offset < 0 ? "" : "+") << offset;
+    }
+    std::cout << '\n';
+    if (c.led.engaged()) {
+        std::cout << "   led:       " << name_of(*c.led->pattern) << ", brightness "
+                  << unsigned{*c.led->brightness} << "/255, period "
+                  << (c.led->period_ms.engaged() ? std::to_string(*c.led->period_ms) + " ms"
+                                                 : std::string("default"))
+                  << '\n';
+    } else {
+        std::cout << "   led:       none fitted\n";
+    }
+    std::cout << "   logging:   " << name_of(*c.logging) << ", upload "
+              << (c.upload_interval_s.engaged()
+                      ? "every " + std::to_string(*c.upload_interval_s) + " s"
+                      : std::string("on change only"))
+              << '\n';
+}
+
+void step(int n, std::string const& title) {
+    std::cout << '\n' << n << ". " << title << '\n';
+}
+
+int run(std::string const& data, std::string const& out) {
+    std::cout << "libtolvi device demo\n   data:   " << data << "\n   output: " << out << '\n';
+
+    step(1, "Read the factory configuration: device.json");
+    device_config cfg;
+    tolvi::from_file(cfg, data + "/device.json", tolvi::options().from(devcfg::factory));
+    std::cout << "   members:";
+    char const* separator = " ";
+    for (char const* name : tolvi::member_names<device_config>()) {
+        std::cout << separator << name;
+        separator = ", ";
+    }
+    std::cout << '\n';
+    print_summary(cfg);
+    device_config const factory_cfg = cfg;
+
+    step(2, "Apply the fleet server's patch: cloud_patch.json");
+    tolvi::from_file(cfg, data + "/cloud_patch.json",
+                     tolvi::options().from(devcfg::cloud).as_patch());
+    print_summary(cfg);
+    std::cout << "   what changed since the factory, as make_patch writes it:\n";
+    print_indented(tolvi::make_patch(cfg, factory_cfg).prettyPrintJson());
+
+    step(3, "The fleet server tries to rewrite the serial number: cloud_serial.json");
+    try {
+        tolvi::from_file(cfg, data + "/cloud_serial.json",
+                         tolvi::options().from(devcfg::cloud).as_patch());
+        std::cout << "   unexpected: the serial number was accepted from the cloud\n";
+        return 1;
+    } catch (tolvi::bad_deserialization_source const& e) {
+        std::cout << "   refused: " << e.what() << '\n';
+    }
+    std::cout << "   serial is still " << *cfg.serial << ", logging still " << name_of(*cfg.logging)
+              << '\n';
+
+    step(4, "A document of the wrong shape: bad.json (\"frequency\" where \"band\" belongs)");
+    try {
+        // Read into a scratch record, so the running configuration changes only on success.
+        device_config incoming;
+        tolvi::from_file(incoming, data + "/bad.json");
+        std::cout << "   unexpected: the document was accepted\n";
+        return 1;
+    } catch (tolvi::bad_deserialization_source const& e) {
+        std::cout << "   refused: " << e.what() << '\n';
+    }
+    std::cout << "   the running configuration is kept\n";
+
+    std::string const saved = out + "/device.json";
+    step(5, "Save the configuration: " + saved);
+    std::filesystem::create_directories(out);
+    tolvi::to_file(cfg, saved);
+    std::ifstream file(saved);
+    std::string const text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::cout << "   wrote " << text.size()
+              << " bytes of compact JSON; members without a value (null) are left out:\n";
+    print_indented(Variant::fromJson(text).prettyPrintJson());
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::cerr << "usage: tolvi_demo <data-dir> <output-dir>\n";
+        return 2;
+    }
+    // The library reports refusals through the platform log; show them inline.
+    korvax::skrib::add_sink(korvax::skrib::level::error, [](korvax::skrib::log_entry const& e) {
+        std::cout << "   log: " << e.message() << '\n';
+    });
+    try {
+        return run(argv[1], argv[2]);
+    } catch (std::exception const& e) {
+        std::cerr << "tolvi_demo: " << e.what() << '\n';
+        return 1;
+    }
+}
