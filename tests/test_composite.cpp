@@ -47,9 +47,8 @@ struct pair_record {
     bool b_provided = true;
 };
 
-void deserialize(pair_record& r, Variant& doc, bool patch = false) {
+void deserialize(pair_record& r, Variant& doc) {
     root_record c(tv::deserialize_from_json, &doc, &doc);
-    c.patch = patch;
     c.apply();
     int* members[] = {&r.a, &r.b};
     char const* names[] = {"a", "b"};
@@ -353,32 +352,6 @@ TEST(Composite, RequiredMemberSerializationTable) {
         }
         EXPECT_EQ(out, Variant(Variant::map_type{}));
     }
-}
-
-TEST(Composite, NoLogLineWithoutASink) {
-    ASSERT_LT(korvax::skrib::detail::highest_sink_level, 0);
-    Variant out(Variant::map_type{});
-    root_record c(tv::serialize_to_json, &out, &out);
-    EXPECT_THROW(c.required_member_serialization_needed(false, false, "m"), tv::missing_value);
-}
-
-TEST(Composite, RecordRoundTrip) {
-    pair_record r;
-    r.a = 1;
-    r.b = -2;
-    Variant out(3);
-    serialize(r, out);
-    Variant doc = Variant::fromJson(out.toJson());
-    pair_record back;
-    deserialize(back, doc);
-    EXPECT_EQ(back.a, 1);
-    EXPECT_EQ(back.b, -2);
-
-    // A patch carries only "b"; "a" keeps its value.
-    Variant partial(Variant::map_type{{"b", Variant(9)}});
-    deserialize(back, partial, true);
-    EXPECT_EQ(back.a, 1);
-    EXPECT_EQ(back.b, 9);
 }
 
 TEST(Composite, NothingIsRolledBack) {
