@@ -45,6 +45,8 @@
 //   provides stays as the baseline has it, and an opaque_json_block is merged, not replaced
 //   (a key dropped from the block stays).
 //
+// Keys that a record does not describe are ignored, both ways.
+//
 // equal(a, b) compares every member: the provided and engaged states, and the values where
 // both hold one. Doubles compare exactly.
 
@@ -176,7 +178,7 @@ bool same(impl_base const& parent, T const& a, T const& b) {
 
 template <class T>
 bool same(T const& a, T const& b) {
-    impl_base root;
+    impl_base root{};
     root.set_operation(compare, nullptr);
     return same(root, a, b);
 }
@@ -289,7 +291,9 @@ private:
         if (access::holds_value(m)) {
             detail::run(*this, nullptr, v, d);
         } else {
-            v = T();
+            if constexpr (detail::is_record<T>::value) {
+                v = T(); // members the document leaves out must not survive from before
+            }
             detail::read_fresh(*this, v, d);
         }
         access::mark_held(m);
