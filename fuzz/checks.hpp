@@ -4,6 +4,8 @@
 // the normal suite run these same functions; a broken property throws `violation`.
 
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <stdexcept>
@@ -45,6 +47,19 @@ std::string violation_of(F&& f) {
     } catch (...) {
         return "unexpected exception";
     }
+}
+
+// A fuzz target's body: a broken property or an unexpected exception stops the run as a crash,
+// so that the fuzzer keeps the input.
+inline int run_input(void (*check)(std::string const&), unsigned char const* data,
+                     std::size_t size) {
+    std::string const input(reinterpret_cast<char const*>(data), size);
+    std::string const broken = violation_of([&] { check(input); });
+    if (!broken.empty()) {
+        std::fprintf(stderr, "broken property: %s\n", broken.c_str());
+        std::abort();
+    }
+    return 0;
 }
 
 // Counts the log entries of each level while it lives.

@@ -196,12 +196,6 @@ deep_operation const operations[] = {
      [](Variant const& deep, std::string const& text) {
          EXPECT_GT(deep.prettyPrintJson().size(), text.size());
      }},
-    {"Jansson tree",
-     [](Variant const& deep, std::string const&) {
-         json_t* tree = toJansson(deep);
-         EXPECT_NE(tree, nullptr);
-         json_decref(tree);
-     }},
     {"opaque block through its codec",
      [](Variant const& deep, std::string const&) {
          tv::opaque_json_block block;
