@@ -31,11 +31,14 @@ for target in "$@"; do
     artifacts="$build/artifacts/$target"
     mkdir -p "$work" "$artifacts"
     log="$build/$target.log"
+    seeds=()
+    for dir in "$root/fuzz/corpus/$target" "$root/fuzz/regressions/$target"; do
+        if [ -d "$dir" ]; then seeds+=("$dir"); fi
+    done
     # The sanitizers' leak check runs after every input; a crash or a leak stops the run.
     if "$build/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
         -max_len=4096 -dict="$root/fuzz/json.dict" -print_final_stats=1 \
-        -artifact_prefix="$artifacts/" "$work" "$root/fuzz/corpus/$target" \
-        "$root/fuzz/regressions/$target" >"$log" 2>&1; then
+        -artifact_prefix="$artifacts/" "$work" "${seeds[@]}" >"$log" 2>&1; then
         result=ok
     else
         result=FAILED
