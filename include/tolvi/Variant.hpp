@@ -46,8 +46,9 @@ public:
     Type type;
     Value value;
 
-    Variant() noexcept : type(Null) {}
-    Variant(std::nullptr_t) noexcept : type(Null) {}
+    // The payload of a Null means nothing, but moving one copies it: give it a defined value.
+    Variant() noexcept : type(Null) { value.intValue = 0; }
+    Variant(std::nullptr_t) noexcept : Variant() {}
     Variant(bool b) noexcept : type(Boolean) {
         value.intValue = 0;
         value.boolValue = b;
@@ -77,7 +78,12 @@ public:
 
     Variant(Variant const& other);
     Variant(Variant&& other) noexcept : type(other.type), value(other.value) { other.type = Null; }
-    ~Variant() { value.destruct(type); }
+    // Inline test: scalars and moved-from values own nothing and skip the call.
+    ~Variant() {
+        if (type == String || type >= Map) {
+            value.destruct(type);
+        }
+    }
 
     Variant& operator=(Variant const& other);
     // The old payload goes last, so `other` may lie inside it; moving into itself leaves Null.
