@@ -1,0 +1,135 @@
+#!/usr/bin/env bash
+# Builds with warnings as errors and runs the whole suite in every configuration:
+#   format       clang-format-14 over the tracked C++ files
+#   host         Debug build, all tests, the exported-interface check
+#   consumers    install into a temporary prefix; find_package, add_subdirectory and pkg-config
+#                consumers build and run
+#   asan+ubsan   all tests under AddressSanitizer and UndefinedBehaviorSanitizer
+#   armhf        cross-built for 32-bit ARM (long is 32 bits there), tests run under qemu-user
+# Prints one line per step and then "N passed, N failed"; exits non-zero if any step failed.
+# Build trees go to build/<step>, full logs to build/logs/<step>.log.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+jobs=2
+
+bash scripts/deps.sh test
+
+logs=$root/build/logs
+mkdir -p "$logs"
+passed=0
+failed=0
+
+# ctest's summary line, shortened to "N tests" or "F of N tests failed".
+ctest_summary() {
+    local line
+    line=$(grep -E 'tests passed, [0-9]+ tests? failed out of [0-9]+' "$1" | tail -n 1) || true
+    if [[ $line =~ ([0-9]+)\ tests?\ failed\ out\ of\ ([0-9]+) ]]; then
+        if ((BASH_REMATCH[1] == 0)); then
+            echo "${BASH_REMATCH[2]} tests"
+        else
+            echo "${BASH_REMATCH[1]} of ${BASH_REMATCH[2]} tests failed"
+        fi
+    fi
+}
+
+# step NAME FUNCTION: runs the function with errexit, its output in the log, and reports it.
+step() {
+    local name=$1 fn=$2 log=$logs/$1.log start=$SECONDS rc detail
+    set +e
+    (
+        set -euo pipefail
+        "$fn"
+    ) >"$log" 2>&1
+    rc=$?
+    set -e
+    detail=$(ctest_summary "$log")
+    if [[ -f $log.detail ]]; then
+        detail=$(<"$log.detail")
+        rm -f "$log.detail"
+    fi
+    detail="${detail:+$detail, }$((SECONDS - start)) s"
+    if ((rc == 0)); then
+        passed=$((passed + 1))
+        echo "[PASS] $name ($detail)"
+    else
+        failed=$((failed + 1))
+        echo "[FAIL] $name ($detail; log: build/logs/$name.log)"
+        tail -n 60 "$log" | sed 's/^/    /'
+    fi
+}
+
+configure_build_test() {
+    local dir=$1
+    shift
+    cmake -S "$root" -B "$dir" -DTOLVI_WERROR=ON "$@"
+    cmake --build "$dir" -j"$jobs"
+    ctest --test-dir "$dir" -j"$jobs" --output-on-failure --timeout 300
+}
+
+run_format() {
+    local files
+    if git -C "$root" rev-parse --is-inside-work-tree >/dev/null 2>&1; then
+        mapfile -t files < <(git -C "$root" ls-files -- '*.cpp' '*.hpp' '*.h' '*.cc')
+    else
+        mapfile -t files < <(find include src tests examples platform bench fuzz \
+            -name '*.cpp' -o -name '*.hpp' -o -name '*.h' -o -name '*.cc' 2>/dev/null)
+    fi
+    clang-format-14 --dry-run -Werror "${files[@]}"
+    echo "${#files[@]} files" >"$logs/format.log.detail"
+}
+
+run_host() {
+    configure_build_test "$root/build/host" -DCMAKE_BUILD_TYPE=Debug
+}
+
+run_consumers() {
+    local prefix=$root/build/consumers/prefix out=$root/build/consumers
+    [[ -f $root/build/host/libtolvi.so ]] || {
+        echo "the host build is missing"
+        return 1
+    }
+    rm -rf "$out"
+    cmake --install "$root/build/host" --prefix "$prefix"
+
+    cmake -S tests/consumer/find_package -B "$out/find_package" -DCMAKE_PREFIX_PATH="$prefix"
+    cmake --build "$out/find_package" -j"$jobs"
+    "$out/find_package/consumer"
+
+    cmake -S tests/consumer/add_subdirectory -B "$out/add_subdirectory" \
+        -DTOLVI_SOURCE_DIR="$root" -DCMAKE_BUILD_TYPE=Debug
+    cmake --build "$out/add_subdirectory" -j"$jobs"
+    "$out/add_subdirectory/consumer"
+
+    local flags
+    flags=$(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs tolvi)
+    # shellcheck disable=SC2086 # pkg-config output is a list of words
+    g++ -std=c++17 tests/consumer/main.cpp -o "$out/pkg_config_consumer" $flags \
+        -Wl,-rpath,"$prefix/lib"
+    "$out/pkg_config_consumer"
+    echo "find_package, add_subdirectory, pkg-config" >"$logs/consumers.log.detail"
+}
+
+run_sanitizers() {
+    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+        UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+        configure_build_test "$root/build/asan" -DCMAKE_BUILD_TYPE=Debug \
+        -DTOLVI_SANITIZE=address,undefined
+}
+
+run_armhf() {
+    configure_build_test "$root/build/armhf" -DCMAKE_BUILD_TYPE=Debug \
+        -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchain-armhf.cmake"
+}
+
+total_start=$SECONDS
+step format run_format
+step host run_host
+step consumers run_consumers
+step asan+ubsan run_sanitizers
+step armhf run_armhf
+
+echo "total $((SECONDS - total_start)) s"
+echo "$passed passed, $failed failed"
+((failed == 0))
