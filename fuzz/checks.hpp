@@ -16,6 +16,9 @@
 #include <skrib/skrib.hpp>
 #include <tolvi/Variant.hpp>
 #include <tolvi/opaque_json_block.hpp>
+#include <tolvi/record.hpp>
+
+#include "../examples/device_demo/device_config.hpp"
 
 namespace tolvi_fuzz {
 
@@ -330,6 +333,70 @@ inline void check_jsonpath(std::string const& input) {
         }
     }
     require(block.json == before, "a lookup changed the block");
+}
+
+// A complete device configuration, the start of every patch.
+inline char const* const baseline_configuration =
+    R"({"name":"hall-sensor-07","serial":4200000001,"provisioned_at_ms":1717171717000,)"
+    R"("wifi":{"ssid":"plant-floor","band":"5GHz","static_ip":"10.20.0.7","mtu":1500},)"
+    R"("fallback_wifi":[{"ssid":"plant-backup","band":"2.4GHz","static_ip":null,"mtu":1500}],)"
+    R"("sensor_offsets":{"temperature":-0.25,"humidity":1.5},)"
+    R"("led":{"pattern":"blink","brightness":40,"period_ms":750},)"
+    R"("logging":"warning","upload_interval_s":300})";
+
+// Records: any text read into the device configuration, in normal and patch mode, from every
+// source type, as text and as a parsed document. Only bad_deserialization_source may come out;
+// the serial number is never taken from the cloud; a record read without error writes a
+// document that reads back into a record writing the same document (the first write may differ
+// from the input: doubles within epsilon of zero are written as zero).
+inline void check_records(std::string const& input) {
+    namespace tv = korvax::tolvi;
+    using devcfg::device_config;
+    Variant const document = Variant::fromJson(input);
+    device_config baseline;
+    tv::from_json(baseline, baseline_configuration);
+
+    tv::source_type_t const* const sources[] = {nullptr, &devcfg::factory, &devcfg::cloud};
+    for (auto const* source : sources) {
+        for (bool const patch : {false, true}) {
+            for (bool const as_text : {false, true}) {
+                tv::options o;
+                o.source_type = source;
+                o.patch = patch;
+                device_config record;
+                if (patch) {
+                    record = baseline;
+                }
+                log_levels logs;
+                try {
+                    if (as_text) {
+                        tv::from_json(record, input, o);
+                    } else {
+                        tv::from_variant(record, document, o);
+                    }
+                } catch (tv::bad_deserialization_source const& e) {
+                    require(typeid(e) == typeid(tv::bad_deserialization_source),
+                            "a refusal of a derived type");
+                    continue;
+                } catch (std::exception const&) {
+                    require(false, "an undocumented exception while reading a record");
+                }
+                require(source != &devcfg::cloud || document.type != Variant::Map ||
+                            !has_key(document, "serial"),
+                        "the serial number was taken from the cloud");
+                require(logs.errors == 0, "a record read without error was logged");
+                require(tv::equal(record, record), "a record differs from itself");
+
+                // Unprovided members are left out and disengaged ones written as null, so
+                // writing as a patch never refuses.
+                Variant const written = tv::to_variant(record, tv::options().as_patch());
+                device_config again;
+                tv::from_variant(again, written, tv::options().as_patch());
+                require(tv::to_variant(again, tv::options().as_patch()) == written,
+                        "a record read back from its own document writes another one");
+            }
+        }
+    }
 }
 
 } // namespace tolvi_fuzz

@@ -25,6 +25,7 @@ target const targets[] = {
     {"json_text", tolvi_fuzz::check_json_text},
     {"merge", tolvi_fuzz::check_merge},
     {"jsonpath", tolvi_fuzz::check_jsonpath},
+    {"records", tolvi_fuzz::check_records},
 };
 
 std::vector<fs::path> inputs_of(char const* name) {
