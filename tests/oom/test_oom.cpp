@@ -12,7 +12,9 @@
 
 #include <skrib/skrib.hpp>
 #include <tolvi/Variant.hpp>
+#include <tolvi/record.hpp>
 
+#include "../../examples/device_demo/device_config.hpp"
 #include "allocations.hpp"
 
 namespace {
@@ -322,6 +324,109 @@ TEST(oom, PrintingThrowsOrPrintsLess) {
             return a;
         },
         false);
+}
+
+namespace tv = korvax::tolvi;
+using devcfg::device_config;
+
+char const* const configuration =
+    R"({"name": "hall-sensor-07 in the long hall", "serial": 4200000001,
+        "provisioned_at_ms": 1717171717000,
+        "wifi": {"ssid": "plant-floor-network", "band": "5GHz", "static_ip": "10.20.0.7",
+                 "mtu": 1500},
+        "fallback_wifi": [{"ssid": "plant-backup-network", "band": "2.4GHz", "static_ip": null,
+                           "mtu": 1500},
+                          {"ssid": "service-hotspot", "band": "any", "static_ip": null,
+                           "mtu": 1400}],
+        "sensor_offsets": {"temperature": -0.25, "humidity": 1.5, "pressure": 0.125},
+        "led": {"pattern": "blink", "brightness": 40, "period_ms": 750},
+        "logging": "warning", "upload_interval_s": 300})";
+
+char const* const cloud_patch =
+    R"({"wifi": {"band": "any", "static_ip": null},
+        "fallback_wifi": [{"ssid": "replacement-network", "band": "any", "mtu": 1200}],
+        "sensor_offsets": {"temperature": -0.5, "humidity-and-more": 1.5},
+        "led": {"pattern": "heartbeat", "period_ms": null}, "upload_interval_s": 60})";
+
+TEST(oom, RecordDeserialization) {
+    Variant const document = parse(configuration);
+    Variant const patch = parse(cloud_patch);
+    device_config baseline;
+    tv::from_variant(baseline, document);
+    device_config patched = baseline;
+    tv::from_variant(patched, patch, tv::options().as_patch());
+
+    unsigned long const points = sweep([&](unsigned long n) {
+        device_config record;
+        attempt const a = failing_at(n, [&] { tv::from_variant(record, document); });
+        EXPECT_EQ(a.threw, a.alloc.failed != oom::source::none);
+        if (!a.threw) {
+            EXPECT_TRUE(tv::equal(record, baseline));
+        }
+        return a;
+    });
+    report("record deserialization", points);
+
+    unsigned long const patch_points = sweep([&](unsigned long n) {
+        device_config record = baseline;
+        attempt const a =
+            failing_at(n, [&] { tv::from_variant(record, patch, tv::options().as_patch()); });
+        EXPECT_EQ(a.threw, a.alloc.failed != oom::source::none);
+        if (a.threw) {
+            // Containers are replaced whole or not at all.
+            EXPECT_TRUE(tv::equal(*record.fallback_wifi, *baseline.fallback_wifi) ||
+                        tv::equal(*record.fallback_wifi, *patched.fallback_wifi));
+            EXPECT_TRUE(tv::equal(*record.sensor_offsets, *baseline.sensor_offsets) ||
+                        tv::equal(*record.sensor_offsets, *patched.sensor_offsets));
+            // What was read before the failure is still a whole record.
+            EXPECT_NO_THROW(tv::to_variant(record, tv::options().as_patch()));
+        } else {
+            EXPECT_TRUE(tv::equal(record, patched));
+        }
+        return a;
+    });
+    report("record patch", patch_points);
+
+    // From text: Jansson's allocations may fail too; the record then refuses the null document.
+    sweep(
+        [&](unsigned long n) {
+            device_config record;
+            bool refused = false;
+            attempt const a = failing_at(
+                n,
+                [&] {
+                    try {
+                        tv::from_json(record, R"({"name": "x", "serial": 1, "wifi": [1, 2]})");
+                    } catch (tv::bad_deserialization_source const&) {
+                        refused = true;
+                    }
+                },
+                false);
+            EXPECT_EQ(a.threw, a.alloc.failed == oom::source::operator_new);
+            EXPECT_EQ(refused, !a.threw);
+            return a;
+        },
+        false); // the refusal's message holds printed text, which goes back with plain free()
+}
+
+TEST(oom, RecordSerialization) {
+    device_config record;
+    tv::from_variant(record, parse(configuration));
+    for (bool const patch : {false, true}) {
+        SCOPED_TRACE(patch ? "patch" : "whole");
+        Variant const expected = tv::to_variant(record, tv::options().as_patch(patch));
+        unsigned long const points = sweep([&](unsigned long n) {
+            Variant out;
+            attempt const a =
+                failing_at(n, [&] { out = tv::to_variant(record, tv::options().as_patch(patch)); });
+            EXPECT_EQ(a.threw, a.alloc.failed != oom::source::none);
+            EXPECT_EQ(out, a.threw ? Variant() : expected);
+            return a;
+        });
+        if (!patch) {
+            report("record serialization", points);
+        }
+    }
 }
 
 } // namespace
