@@ -128,14 +128,4 @@ TEST(OpaqueRecords, Compare) {
     EXPECT_FALSE(tv::equal(make("{}", "1"), other_id));
 }
 
-TEST(OpaqueRecords, PatchRoundTrip) {
-    device const base = make(R"({"a":1,"b":2})", "\"s\"");
-    device const changed = make(R"({"a":1,"b":3})", "\"s\"");
-    Variant const patch = tv::make_patch(changed, base);
-    EXPECT_EQ(patch, parsed(R"({"config":{"a":1,"b":3}})"));
-    device d = base;
-    tv::from_variant(d, patch, tv::options().as_patch());
-    EXPECT_TRUE(tv::equal(d, changed));
-}
-
 } // namespace
