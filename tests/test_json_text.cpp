@@ -53,15 +53,6 @@ TEST(JsonText, ParsesValues) {
     EXPECT_TRUE(cap.entries.empty());
 }
 
-TEST(JsonText, MembersLandInKeyOrder) {
-    Variant const v = Variant::fromJson(R"({"b":1,"a":2,"B":3,"ab":4,"":5})");
-    std::vector<std::string> keys;
-    for (auto const& entry : *v.value.mapValue) {
-        keys.push_back(entry.first);
-    }
-    EXPECT_EQ(keys, (std::vector<std::string>{"", "B", "a", "ab", "b"}));
-}
-
 TEST(JsonText, MalformedTextIsReportedAtLevelZero) {
     struct row {
         std::string text;
@@ -127,33 +118,22 @@ TEST(JsonText, ReportShowsAWindowOnlyPastByte3072) {
         ASSERT_EQ(cap.entries.size(), 1u);
         EXPECT_EQ(cap.entries[0].message, expected.substr(0, 4095)) << "position " << r.position;
     }
-    // The window itself, spelled out for one case.
-    std::string text(3072, ' ');
-    text += "x,0123456789";
-    tolvi_test::log_capture cap;
-    Variant::fromJson(text);
-    ASSERT_EQ(cap.entries.size(), 1u);
-    EXPECT_NE(cap.entries[0].message.find("offset: `" + std::string(99, ' ') + "x,0123456789`; "),
-              std::string::npos);
 }
 
 TEST(JsonText, EmptyTextIsANoteAtLevelOne) {
-    tolvi_test::log_capture cap;
-    Variant const v = Variant::fromJson("");
-    EXPECT_EQ(v.type, Variant::Null);
-    ASSERT_EQ(cap.entries.size(), 1u);
-    EXPECT_EQ(cap.entries[0].level, 1);
-    EXPECT_EQ(cap.entries[0].function, "fromJson");
-    EXPECT_EQ(cap.entries[0].message, "attempting to parse empty string; returning empty object");
-}
-
-TEST(JsonText, NothingIsLoggedBelowTheThreshold) {
+    {
+        tolvi_test::log_capture cap;
+        EXPECT_EQ(Variant::fromJson("").type, Variant::Null);
+        ASSERT_EQ(cap.entries.size(), 1u);
+        EXPECT_EQ(cap.entries[0].level, 1);
+        EXPECT_EQ(cap.entries[0].function, "fromJson");
+        EXPECT_EQ(cap.entries[0].message,
+                  "attempting to parse empty string; returning empty object");
+    }
     {
         tolvi_test::log_capture errors_only(sk::level::error);
-        EXPECT_EQ(Variant::fromJson("").type, Variant::Null);
+        Variant::fromJson("");
         EXPECT_TRUE(errors_only.entries.empty());
-        Variant::fromJson("[");
-        EXPECT_EQ(errors_only.entries.size(), 1u);
     }
     ASSERT_LT(sk::detail::highest_sink_level, 0);
     EXPECT_EQ(Variant::fromJson("[").type, Variant::Null); // no sink at all: silently Null
