@@ -4,6 +4,7 @@
 #include <pthread.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -39,18 +40,19 @@ constexpr int depth_limit = JSON_PARSER_MAX_DEPTH;
 // frames are several times larger, and sanitizer redzones larger still: there the run only proves
 // that nothing recurses without bound.
 #if defined(TOLVI_TEST_ASAN)
-constexpr std::size_t thread_stack = 16u << 20;
+constexpr std::size_t thread_stack = 8u << 20;
 #elif !defined(__OPTIMIZE__)
 constexpr std::size_t thread_stack = 4u << 20;
 #else
 constexpr std::size_t thread_stack = 1u << 20;
 #endif
 
+constexpr unsigned char paint = 0xA5;
+constexpr std::size_t page = 4096;
+
 // Runs `f` on a thread whose stack is `size` bytes of our own memory, painted first, and returns
 // how many bytes of it the run touched. An exception of `f` is rethrown here.
 std::size_t run_on_stack(std::size_t size, std::function<void()> const& f) {
-    constexpr unsigned char paint = 0xA5;
-    constexpr std::size_t page = 4096;
     std::unique_ptr<unsigned char, decltype(&std::free)> stack(
         static_cast<unsigned char*>(std::aligned_alloc(page, size)), &std::free);
     if (!stack) {
@@ -86,7 +88,17 @@ std::size_t run_on_stack(std::size_t size, std::function<void()> const& f) {
     if (j.error) {
         std::rethrow_exception(j.error);
     }
+    // The stack grows down: the untouched paint is at the low end.
+    static auto const clean = [] {
+        std::array<unsigned char, page> a;
+        a.fill(paint);
+        return a;
+    }();
     std::size_t untouched = 0;
+    while (untouched + page <= size &&
+           std::memcmp(stack.get() + untouched, clean.data(), page) == 0) {
+        untouched += page;
+    }
     while (untouched < size && stack.get()[untouched] == paint) {
         ++untouched;
     }
