@@ -3,7 +3,8 @@
 #   format       clang-format-14 over the tracked C++ files
 #   host         Debug build, all tests, the exported-interface check
 #   consumers    install into a temporary prefix; find_package, add_subdirectory and pkg-config
-#                consumers build and run
+#                consumers build and run, and a TOLVI_BUNDLED_SKRIB=OFF build links the installed
+#                logging library
 #   asan+ubsan   all tests under AddressSanitizer and UndefinedBehaviorSanitizer
 #   armhf        cross-built for 32-bit ARM (long is 32 bits there), tests run under qemu-user
 # Prints one line per step and then "N passed, N failed"; exits non-zero if any step failed.
@@ -108,7 +109,14 @@ run_consumers() {
     g++ -std=c++17 tests/consumer/main.cpp -o "$out/pkg_config_consumer" $flags \
         -Wl,-rpath,"$prefix/lib"
     "$out/pkg_config_consumer"
-    echo "find_package, add_subdirectory, pkg-config" >"$logs/consumers.log.detail"
+
+    # A device build links the platform's logging library: here the installed stand-in plays it.
+    cmake -S "$root" -B "$out/platform_skrib" -DTOLVI_BUNDLED_SKRIB=OFF -DTOLVI_BUILD_TESTS=OFF \
+        -DTOLVI_WERROR=ON -DCMAKE_PREFIX_PATH="$prefix"
+    cmake --build "$out/platform_skrib" -j"$jobs" --target json_tour
+    [[ ! -e $out/platform_skrib/platform/skrib/libskrib.so ]]
+    "$out/platform_skrib/examples/json_tour" "$root/examples/data" >/dev/null
+    echo "find_package, add_subdirectory, pkg-config, platform skrib" >"$logs/consumers.log.detail"
 }
 
 run_sanitizers() {
