@@ -223,6 +223,8 @@ TEST(Composite, ListAppliesToOneMemberAndOnlyItsUsedSlots) {
 
     // The default source type can be refused too.
     c.set_source_type(nullptr);
+    c.unacceptable_source_types[2] = &from_peer; // every slot in use holds a source type
+    c.unacceptable_source_types[3] = &from_peer;
     c.unacceptable_source_types[4] = &tv::_ac::source_type::unspecified;
     c.unacceptable_count = 5;
     EXPECT_THROW(c.get_attr("a", tv::optional_member), tv::bad_deserialization_source);
