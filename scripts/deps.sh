@@ -3,7 +3,8 @@
 # installed it touches nothing.
 #   scripts/deps.sh demo   compiler, CMake, pkg-config, Jansson
 #   scripts/deps.sh test   the above, plus GoogleTest, clang-format, and the armhf cross toolchain,
-#                          Jansson and GoogleTest for armhf, and qemu-user to run the armhf tests
+#                          Jansson and GoogleTest for armhf, and qemu-user to run the armhf tests;
+#                          valgrind, and clang-14 with libFuzzer for the fuzz targets
 set -euo pipefail
 
 mode=${1:-demo}
@@ -20,7 +21,8 @@ if [[ $mode == test ]]; then
     # binutils brings nm and c++filt for the exported-interface check; git lists the files that
     # the format check reads.
     packages+=(binutils git libgtest-dev clang-format-14
-        g++-arm-linux-gnueabihf qemu-user libjansson-dev:armhf libgtest-dev:armhf)
+        g++-arm-linux-gnueabihf qemu-user libjansson-dev:armhf libgtest-dev:armhf
+        valgrind clang-14 libclang-rt-14-dev)
 fi
 
 status() {

@@ -7,6 +7,8 @@
 #                logging library
 #   asan+ubsan   all tests under AddressSanitizer and UndefinedBehaviorSanitizer
 #   armhf        cross-built for 32-bit ARM (long is 32 bits there), tests run under qemu-user
+#   valgrind     optimized build, all tests, then the test binaries under valgrind memcheck
+#   fuzz         each fuzz target for TOLVI_FUZZ_SECONDS (default 60) under libFuzzer, ASan, UBSan
 # Prints one line per step and then "N passed, N failed"; exits non-zero if any step failed.
 # Build trees go to build/<step>, full logs to build/logs/<step>.log.
 set -euo pipefail
@@ -131,12 +133,35 @@ run_armhf() {
         -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchain-armhf.cmake"
 }
 
+# Optimized, as on the device: the deep-document test holds its 1 MiB thread stack here.
+run_valgrind() {
+    local dir=$root/build/valgrind
+    configure_build_test "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+    # The out-of-memory tests bring their own operator new; memcheck must not replace it.
+    local vg=(valgrind --error-exitcode=99 --leak-check=full
+        --errors-for-leak-kinds=definite,indirect,possible --show-leak-kinds=definite,indirect,possible
+        --soname-synonyms=somalloc=nouserintercepts -q)
+    "${vg[@]}" "$dir/tests/tolvi_tests"
+    "${vg[@]}" "$dir/tests/oom/tolvi_oom_tests"
+    echo "$(ctest_summary "$logs/valgrind.log"), memcheck clean" >"$logs/valgrind.log.detail"
+}
+
+run_fuzz() {
+    TOLVI_FUZZ_BUILD_DIR=$root/build/fuzz bash scripts/fuzz.sh "${TOLVI_FUZZ_SECONDS:-60}" |
+        tee "$logs/fuzz.runs"
+    sed -n 's/^fuzz \([a-z_]*\): ok, \([0-9]*\) executions in \([0-9]*\) s.*/\1 \2/p' \
+        "$logs/fuzz.runs" | paste -sd, - | sed "s/,/, /g; s/\$/ executions/" \
+        >"$logs/fuzz.log.detail"
+}
+
 total_start=$SECONDS
 step format run_format
 step host run_host
 step consumers run_consumers
 step asan+ubsan run_sanitizers
 step armhf run_armhf
+step valgrind run_valgrind
+step fuzz run_fuzz
 
 echo "total $((SECONDS - total_start)) s"
 echo "$passed passed, $failed failed"
