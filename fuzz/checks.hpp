@@ -209,6 +209,23 @@ inline bool has_key(Variant const& map, std::string const& key) {
     return map.value.mapValue->count(key) != 0;
 }
 
+// Whether merging `source` into `target` meets a type conflict anywhere.
+inline bool conflicts(Variant const& target, Variant const& source) {
+    if (source.type != Variant::Map) {
+        return target.type != source.type;
+    }
+    if (target.type != Variant::Map) {
+        return target.type != Variant::Null;
+    }
+    for (auto const& kv : *source.value.mapValue) {
+        if (kv.second.type != Variant::Null && has_key(target, kv.first) &&
+            conflicts(target.get(kv.first), kv.second)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // What a successful merge of `source` into `before` must have produced in `after`.
 inline void check_merged(Variant const& before, Variant const& source, Variant const& after) {
     if (source.type != Variant::Map || before.type == Variant::Null) {
@@ -251,7 +268,9 @@ inline void check_merge(std::string const& input) {
     Variant const source = Variant::fromJson(docs.second);
 
     Variant target = before;
-    if (target.mergeWith(source)) {
+    bool const merged = target.mergeWith(source);
+    require(merged == !conflicts(before, source), "a merge succeeded or failed against its rules");
+    if (merged) {
         check_merged(before, source, target);
     } else {
         require(target == before, "a refused merge changed the target");
