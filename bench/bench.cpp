@@ -1,0 +1,604 @@
+// libtolvi against the floor that Jansson sets and against nlohmann::json, the library users
+// would otherwise pick. Every figure of one row comes from the same run; repetitions are
+// interleaved at random and the fastest one counts (thread CPU time), which keeps ratios stable
+// on a machine shared with other work. Prints one table and whether each target is met.
+//
+//     tolvi_bench [--data-dir=DIR] [--quick] [--peak-text-kb=N --peak-tolvi-kb=N
+//                 --peak-jansson-kb=N] [--armhf-tolvi-bytes=N --armhf-skrib-bytes=N
+//                 --armhf-variant-size=N] [--benchmark_...]
+//
+// scripts/bench.sh measures the peak memory and the armhf sizes and passes them in.
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <limits>
+#include <map>
+#include <memory>
+#include <new>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <jansson.h>
+#include <nlohmann/json.hpp>
+#include <tolvi/tolvi.hpp>
+
+#include "documents.hpp"
+#include "records.hpp"
+
+#include "allocations.hpp"
+
+namespace {
+
+namespace tolvi = korvax::tolvi;
+using nljson = nlohmann::json;
+
+constexpr std::size_t parse_flags = JSON_DECODE_ANY;
+constexpr std::size_t compact_flags = JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(7);
+constexpr std::size_t pretty_flags = JSON_INDENT(4) | JSON_SORT_KEYS | JSON_ENCODE_ANY;
+
+struct settings {
+    std::string data_dir = TOLVI_BENCH_DATA_DIR;
+    bool quick = false;
+    long peak_text_kb = -1;
+    long peak_tolvi_kb = -1;
+    long peak_jansson_kb = -1;
+    long armhf_tolvi_bytes = -1;
+    long armhf_skrib_bytes = -1;
+    long armhf_variant_size = -1;
+};
+
+// One document with everything the benchmarks start from, built once.
+struct prepared {
+    std::string name;
+    std::string text;
+    Variant value;
+    nljson nvalue;
+    json_t* tree = nullptr; // toJansson(value): what json_dumps prints
+    std::size_t nodes = 0;
+    std::size_t compact_bytes = 0;
+    std::size_t pretty_bytes = 0;
+};
+
+std::size_t count_nodes(Variant const& v) {
+    std::size_t n = 1;
+    if (v.type == Variant::Map) {
+        for (auto const& entry : *v.value.mapValue) {
+            n += count_nodes(entry.second);
+        }
+    } else if (v.type == Variant::Vector) {
+        for (Variant const& element : *v.value.vectorValue) {
+            n += count_nodes(element);
+        }
+    }
+    return n;
+}
+
+std::unique_ptr<prepared> prepare(std::string name, std::string text) {
+    auto p = std::make_unique<prepared>();
+    p->name = std::move(name);
+    p->text = std::move(text);
+    p->value = Variant::fromJson(p->text);
+    p->nvalue = nljson::parse(p->text);
+    p->tree = toJansson(p->value);
+    p->nodes = count_nodes(p->value);
+    p->compact_bytes = p->value.toJson().size();
+    p->pretty_bytes = p->value.prettyPrintJson().size();
+    return p;
+}
+
+// ---- benchmark registration ----
+
+template <class F>
+void add(std::string const& name, F&& body) {
+    benchmark::RegisterBenchmark(name.c_str(), [body](benchmark::State& state) {
+        for (auto _ : state) {
+            body();
+        }
+    });
+}
+
+void add_text_benchmarks(prepared const& d) {
+    std::string const& text = d.text;
+    add("parse/tolvi/" + d.name, [&text] {
+        Variant v = Variant::fromJson(text);
+        benchmark::DoNotOptimize(v);
+    });
+    add("parse/jansson/" + d.name, [&text] {
+        json_error_t error;
+        json_t* tree = json_loads(text.c_str(), parse_flags, &error);
+        benchmark::DoNotOptimize(tree);
+        json_decref(tree);
+    });
+    add("parse/nlohmann/" + d.name, [&text] {
+        nljson j = nljson::parse(text);
+        benchmark::DoNotOptimize(j);
+    });
+
+    Variant const& v = d.value;
+    json_t const* tree = d.tree;
+    nljson const& j = d.nvalue;
+    add("compact/tolvi/" + d.name, [&v] {
+        std::string s = v.toJson();
+        benchmark::DoNotOptimize(s);
+    });
+    add("compact/jansson/" + d.name, [tree] {
+        char* s = json_dumps(tree, compact_flags);
+        benchmark::DoNotOptimize(s);
+        std::free(s);
+    });
+    add("compact/nlohmann/" + d.name, [&j] {
+        std::string s = j.dump();
+        benchmark::DoNotOptimize(s);
+    });
+    add("pretty/tolvi/" + d.name, [&v] {
+        std::string s = v.prettyPrintJson();
+        benchmark::DoNotOptimize(s);
+    });
+    add("pretty/jansson/" + d.name, [tree] {
+        char* s = json_dumps(tree, pretty_flags);
+        benchmark::DoNotOptimize(s);
+        std::free(s);
+    });
+    add("pretty/nlohmann/" + d.name, [&j] {
+        std::string s = j.dump(4);
+        benchmark::DoNotOptimize(s);
+    });
+}
+
+void add_value_benchmarks(prepared const& d) {
+    Variant const& v = d.value;
+    nljson const& j = d.nvalue;
+    add("copy/tolvi/" + d.name, [&v] {
+        Variant c(v);
+        benchmark::DoNotOptimize(c);
+    });
+    add("copy/nlohmann/" + d.name, [&j] {
+        nljson c(j);
+        benchmark::DoNotOptimize(c);
+    });
+
+    // Equal values in separate trees, so the walk cannot stop at shared pointers.
+    auto const vcopy = std::make_shared<Variant const>(v);
+    auto const jcopy = std::make_shared<nljson const>(j);
+    add("equal/tolvi/" + d.name, [&v, vcopy] { benchmark::DoNotOptimize(v == *vcopy); });
+    add("equal/nlohmann/" + d.name, [&j, jcopy] { benchmark::DoNotOptimize(j == *jcopy); });
+
+    // Merging a document into an equal one: after the first round the target no longer
+    // changes, so every round does the same work.
+    auto const vtarget = std::make_shared<Variant>(v);
+    auto const jtarget = std::make_shared<nljson>(j);
+    add("merge/tolvi/" + d.name,
+        [&v, vtarget] { benchmark::DoNotOptimize(vtarget->mergeWith(v)); });
+    add("merge/nlohmann/" + d.name, [&j, jtarget] {
+        jtarget->merge_patch(j);
+        benchmark::DoNotOptimize(*jtarget);
+    });
+}
+
+struct record_data {
+    std::vector<devcfg::device_config> tolvi;
+    std::vector<nl::device_config> nlohmann;
+    bool same_documents = false;
+    bool round_trips = false;
+};
+
+void add_record_benchmarks(record_data const& r) {
+    using tolvi_list = std::vector<devcfg::device_config>;
+    using nl_list = std::vector<nl::device_config>;
+    tolvi_list const& tr = r.tolvi;
+    nl_list const& nr = r.nlohmann;
+    add("records_variant/tolvi", [&tr] {
+        Variant v = tolvi::to_variant(tr);
+        tolvi_list back;
+        tolvi::from_variant(back, v);
+        benchmark::DoNotOptimize(back);
+    });
+    add("records_variant/nlohmann", [&nr] {
+        nljson j = nr;
+        nl_list back = j.get<nl_list>();
+        benchmark::DoNotOptimize(back);
+    });
+    add("records_text/tolvi", [&tr] {
+        std::string text = tolvi::to_json(tr);
+        tolvi_list back;
+        tolvi::from_json(back, text);
+        benchmark::DoNotOptimize(back);
+    });
+    add("records_text/nlohmann", [&nr] {
+        std::string text = nljson(nr).dump();
+        nl_list back = nljson::parse(text).get<nl_list>();
+        benchmark::DoNotOptimize(back);
+    });
+}
+
+// ---- collecting the results ----
+
+// Fastest thread CPU time per iteration of each benchmark, in seconds.
+class collector : public benchmark::BenchmarkReporter {
+public:
+    std::map<std::string, double> best;
+
+    bool ReportContext(Context const&) override { return true; }
+    void ReportRuns(std::vector<Run> const& runs) override {
+        for (Run const& run : runs) {
+            if (run.run_type != Run::RT_Iteration || run.error_occurred || run.iterations == 0) {
+                continue;
+            }
+            double const t = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+            auto const [it, fresh] = best.emplace(run.run_name.function_name, t);
+            if (!fresh) {
+                it->second = std::min(it->second, t);
+            }
+        }
+    }
+};
+
+// ---- the table ----
+
+constexpr double missing = -1;
+
+struct table {
+    std::vector<std::vector<std::string>> rows;
+    int targets = 0;
+    int met = 0;
+
+    void row(std::vector<std::string> cells) { rows.push_back(std::move(cells)); }
+
+    // "yes"/"NO" for a target, counted.
+    std::string verdict(bool ok) {
+        ++targets;
+        met += ok ? 1 : 0;
+        return ok ? "yes" : "NO";
+    }
+
+    void print(std::ostream& out) const {
+        std::vector<std::size_t> width;
+        for (auto const& r : rows) {
+            width.resize(std::max(width.size(), r.size()));
+            for (std::size_t i = 0; i < r.size(); ++i) {
+                width[i] = std::max(width[i], display_width(r[i]));
+            }
+        }
+        for (std::size_t n = 0; n < rows.size(); ++n) {
+            print_row(out, rows[n], width);
+            if (n == 0) {
+                std::vector<std::string> rule;
+                for (std::size_t w : width) {
+                    rule.push_back(std::string(std::max<std::size_t>(w, 3), '-'));
+                }
+                print_row(out, rule, width);
+            }
+        }
+    }
+
+private:
+    // Cells are ASCII apart from a few symbols; count code points, not bytes.
+    static std::size_t display_width(std::string const& s) {
+        return static_cast<std::size_t>(std::count_if(s.begin(), s.end(), [](char c) {
+            return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+        }));
+    }
+    static void print_row(std::ostream& out, std::vector<std::string> const& r,
+                          std::vector<std::size_t> const& width) {
+        out << '|';
+        for (std::size_t i = 0; i < width.size(); ++i) {
+            std::string const cell = i < r.size() ? r[i] : "";
+            out << ' ' << cell << std::string(width[i] - display_width(cell), ' ') << " |";
+        }
+        out << '\n';
+    }
+};
+
+std::string fixed(double v, int decimals) {
+    char buffer[64];
+    std::snprintf(buffer, sizeof buffer, "%.*f", decimals, v);
+    return buffer;
+}
+
+std::string size_text(std::size_t bytes) {
+    if (bytes >= 1000 * 1000) {
+        return fixed(static_cast<double>(bytes) / 1e6, 1) + " MB";
+    }
+    return fixed(static_cast<double>(bytes) / 1e3, 0) + " kB";
+}
+
+struct results {
+    std::map<std::string, double> const& best;
+
+    double time(std::string const& name) const {
+        auto const it = best.find(name);
+        return it == best.end() ? missing : it->second;
+    }
+    bool has(std::string const& a, std::string const& b) const {
+        return time(a) > 0 && time(b) > 0;
+    }
+    double ratio(std::string const& a, std::string const& b) const {
+        return has(a, b) ? time(a) / time(b) : missing;
+    }
+    std::string mbps(std::string const& name, std::size_t bytes) const {
+        double const t = time(name);
+        return t > 0 ? fixed(static_cast<double>(bytes) / t / 1e6, 0) + " MB/s" : "n/a";
+    }
+    std::string per_node(std::string const& name, std::size_t nodes) const {
+        double const t = time(name);
+        return t > 0 ? fixed(t * 1e9 / static_cast<double>(nodes), 1) + " ns/node" : "n/a";
+    }
+    std::string per_byte(std::string const& name, std::size_t bytes) const {
+        double const t = time(name);
+        return t > 0 ? fixed(t * 1e9 / static_cast<double>(bytes), 2) + " ns/B" : "n/a";
+    }
+    std::string ms(std::string const& name) const {
+        double const t = time(name);
+        return t > 0 ? fixed(t * 1e3, 1) + " ms" : "n/a";
+    }
+};
+
+std::string ratio_text(double r, char const* of) {
+    return r > 0 ? fixed(r, 2) + " " + of : "n/a";
+}
+
+void text_rows(table& t, results const& r, prepared const& d, bool targeted) {
+    std::string const doc = d.name + " (" + size_text(d.text.size()) + ")";
+    std::string const p = "parse/", c = "compact/", q = "pretty/";
+    double const parse_ratio = r.ratio(p + "tolvi/" + d.name, p + "jansson/" + d.name);
+    t.row({"fromJson · json_loads · parse", doc, r.mbps(p + "tolvi/" + d.name, d.text.size()),
+           r.mbps(p + "jansson/" + d.name, d.text.size()),
+           r.mbps(p + "nlohmann/" + d.name, d.text.size()), ratio_text(parse_ratio, "t/J"),
+           targeted ? "t/J ≤ 1.15" : "",
+           targeted && parse_ratio > 0 ? t.verdict(parse_ratio <= 1.15) : ""});
+    double const dump_ratio = r.ratio(c + "tolvi/" + d.name, c + "jansson/" + d.name);
+    t.row({"toJson · json_dumps 0x3A20 · dump()", doc,
+           r.mbps(c + "tolvi/" + d.name, d.compact_bytes),
+           r.mbps(c + "jansson/" + d.name, d.compact_bytes),
+           r.mbps(c + "nlohmann/" + d.name, d.compact_bytes), ratio_text(dump_ratio, "t/J"),
+           targeted ? "t/J ≤ 1.20" : "",
+           targeted && dump_ratio > 0 ? t.verdict(dump_ratio <= 1.20) : ""});
+    t.row({"prettyPrintJson · json_dumps 0x284 · dump(4)", doc,
+           r.mbps(q + "tolvi/" + d.name, d.pretty_bytes),
+           r.mbps(q + "jansson/" + d.name, d.pretty_bytes),
+           r.mbps(q + "nlohmann/" + d.name, d.pretty_bytes),
+           ratio_text(r.ratio(q + "tolvi/" + d.name, q + "jansson/" + d.name), "t/J"), "", ""});
+}
+
+void value_rows(table& t, results const& r, prepared const& d, std::size_t equal_allocations) {
+    std::string const doc = d.name + " (" + std::to_string(d.nodes) + " nodes)";
+    double const copy_ratio = r.ratio("copy/tolvi/" + d.name, "copy/nlohmann/" + d.name);
+    t.row({"deep copy", doc, r.per_node("copy/tolvi/" + d.name, d.nodes), "",
+           r.per_node("copy/nlohmann/" + d.name, d.nodes), ratio_text(copy_ratio, "t/n"),
+           "t/n ≤ 1.00", copy_ratio > 0 ? t.verdict(copy_ratio <= 1.0) : ""});
+    t.row({"operator==", doc, r.per_node("equal/tolvi/" + d.name, d.nodes), "",
+           r.per_node("equal/nlohmann/" + d.name, d.nodes),
+           ratio_text(r.ratio("equal/tolvi/" + d.name, "equal/nlohmann/" + d.name), "t/n") + ", " +
+               std::to_string(equal_allocations) + " alloc",
+           "0 alloc", t.verdict(equal_allocations == 0)});
+    t.row({"mergeWith · merge_patch", doc, r.per_node("merge/tolvi/" + d.name, d.nodes), "",
+           r.per_node("merge/nlohmann/" + d.name, d.nodes),
+           ratio_text(r.ratio("merge/tolvi/" + d.name, "merge/nlohmann/" + d.name), "t/n"), "",
+           ""});
+}
+
+void record_rows(table& t, results const& r, record_data const& rec) {
+    std::string const what = std::to_string(rec.tolvi.size()) + " device configs";
+    std::string const note = rec.same_documents && rec.round_trips ? "" : " (MISMATCH)";
+    double const speedup = r.ratio("records_variant/nlohmann", "records_variant/tolvi");
+    t.row({"records → Variant / json and back", what + note, r.ms("records_variant/tolvi"), "",
+           r.ms("records_variant/nlohmann"), ratio_text(speedup, "n/t"), "n/t ≥ 1.50",
+           speedup > 0 ? t.verdict(speedup >= 1.5) : ""});
+    t.row({"records → text and back", what + note, r.ms("records_text/tolvi"), "",
+           r.ms("records_text/nlohmann"),
+           ratio_text(r.ratio("records_text/nlohmann", "records_text/tolvi"), "n/t"), "", ""});
+}
+
+void scaling_rows(table& t, results const& r, std::vector<prepared const*> const& sizes) {
+    for (char const* kind : {"parse", "compact"}) {
+        std::string const k = kind;
+        double lo = std::numeric_limits<double>::max(), hi = 0;
+        for (prepared const* d : sizes) {
+            double const tt = r.time(k + "/tolvi/" + d->name);
+            if (tt > 0) {
+                double const per_byte = tt / static_cast<double>(d->text.size());
+                lo = std::min(lo, per_byte);
+                hi = std::max(hi, per_byte);
+            }
+            t.row({k == "parse" ? "fromJson per byte" : "toJson per byte", d->name,
+                   r.per_byte(k + "/tolvi/" + d->name, d->text.size()),
+                   r.per_byte(k + "/jansson/" + d->name, d->text.size()), "",
+                   ratio_text(r.ratio(k + "/tolvi/" + d->name, k + "/jansson/" + d->name), "t/J"),
+                   "", ""});
+        }
+        if (hi > 0) {
+            double const spread = hi / lo;
+            t.row({k == "parse" ? "fromJson per byte, 1 → 50 MB" : "toJson per byte, 1 → 50 MB",
+                   "slowest / fastest", "", "", "", ratio_text(spread, "max/min"), "≤ 1.20",
+                   t.verdict(spread <= 1.20)});
+        }
+    }
+}
+
+void footprint_rows(table& t, settings const& s) {
+    auto kb = [](long v) {
+        return v >= 0 ? fixed(static_cast<double>(v) / 1024.0, 1) + " MB" : "n/a";
+    };
+    if (s.peak_tolvi_kb >= 0 && s.peak_jansson_kb > 0) {
+        double const ratio =
+            static_cast<double>(s.peak_tolvi_kb) / static_cast<double>(s.peak_jansson_kb);
+        t.row({"peak RSS: fromJson · json_loads", "canada (text alone " + kb(s.peak_text_kb) + ")",
+               kb(s.peak_tolvi_kb), kb(s.peak_jansson_kb), "", ratio_text(ratio, "t/J"), "", ""});
+    } else {
+        t.row({"peak RSS: fromJson · json_loads", "canada", "n/a", "n/a", "", "", "", ""});
+    }
+    std::string const armhf =
+        s.armhf_variant_size > 0 ? std::to_string(s.armhf_variant_size) : "n/a";
+    bool const sizes_ok =
+        sizeof(Variant) == 16 && (s.armhf_variant_size < 0 || s.armhf_variant_size == 16);
+    t.row({"sizeof(Variant)", "LP64 · ILP32 armhf",
+           std::to_string(sizeof(Variant)) + " · " + armhf + " bytes", "", "", "", "16 · 16",
+           t.verdict(sizes_ok && s.armhf_variant_size == 16)});
+    auto bytes = [](long v) {
+        return v >= 0 ? fixed(static_cast<double>(v) / 1024.0, 1) + " KiB" : "n/a";
+    };
+    t.row({"stripped armhf libtolvi.so · libskrib.so", "Release",
+           bytes(s.armhf_tolvi_bytes) + " · " + bytes(s.armhf_skrib_bytes), "", "", "", "", ""});
+}
+
+// ---- main ----
+
+bool take_long(char const* arg, char const* prefix, long& out) {
+    std::size_t const n = std::strlen(prefix);
+    if (std::strncmp(arg, prefix, n) != 0) {
+        return false;
+    }
+    out = std::strtol(arg + n, nullptr, 10);
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    settings s;
+    std::vector<char*> args{argv[0]};
+    std::vector<std::string> defaults = {"--benchmark_repetitions=5",
+                                         "--benchmark_enable_random_interleaving=true",
+                                         "--benchmark_min_time=0.2"};
+    for (int i = 1; i < argc; ++i) {
+        char const* a = argv[i];
+        if (std::strncmp(a, "--data-dir=", 11) == 0) {
+            s.data_dir = a + 11;
+        } else if (std::strcmp(a, "--quick") == 0) {
+            s.quick = true;
+        } else if (take_long(a, "--peak-text-kb=", s.peak_text_kb) ||
+                   take_long(a, "--peak-tolvi-kb=", s.peak_tolvi_kb) ||
+                   take_long(a, "--peak-jansson-kb=", s.peak_jansson_kb) ||
+                   take_long(a, "--armhf-tolvi-bytes=", s.armhf_tolvi_bytes) ||
+                   take_long(a, "--armhf-skrib-bytes=", s.armhf_skrib_bytes) ||
+                   take_long(a, "--armhf-variant-size=", s.armhf_variant_size)) {
+        } else {
+            args.push_back(argv[i]);
+        }
+    }
+    if (s.quick) {
+        defaults = {"--benchmark_repetitions=1", "--benchmark_min_time=0.05"};
+    }
+    // Flags given on the command line come later and win.
+    std::vector<char*> full{args[0]};
+    for (std::string& d : defaults) {
+        full.push_back(d.data());
+    }
+    full.insert(full.end(), args.begin() + 1, args.end());
+    int full_argc = static_cast<int>(full.size());
+    benchmark::Initialize(&full_argc, full.data());
+    if (benchmark::ReportUnrecognizedArguments(full_argc, full.data())) {
+        return 2;
+    }
+
+    std::cerr << "tolvi_bench: preparing documents\n";
+    std::vector<std::unique_ptr<prepared>> published;
+    for (bench::document& d : bench::published_documents(s.data_dir)) {
+        published.push_back(prepare(d.name, std::move(d.text)));
+    }
+    std::size_t const mb = 1000 * 1000;
+    std::size_t const big = s.quick ? 5 * mb : 50 * mb;
+    std::vector<std::unique_ptr<prepared>> generated;
+    generated.push_back(
+        prepare("records-" + std::to_string(big / mb) + "MB", bench::record_array(big)));
+    generated.push_back(prepare("map-100k", bench::wide_map(100000)));
+    generated.push_back(prepare("deep-2000", bench::deep_nesting(2000)));
+    std::vector<std::unique_ptr<prepared>> scaling;
+    scaling.push_back(prepare("records-1MB", bench::record_array(1 * mb)));
+    scaling.push_back(prepare("records-10MB", bench::record_array(10 * mb)));
+
+    record_data rec;
+    rec.tolvi = bench::tolvi_records(10000);
+    rec.nlohmann = bench::nlohmann_records(10000);
+    {
+        // Both mappings must write the same document and read back what they wrote.
+        std::string const a = tolvi::to_json(rec.tolvi);
+        std::string const b = nljson(rec.nlohmann).dump();
+        rec.same_documents = Variant::fromJson(a) == Variant::fromJson(b);
+        std::vector<devcfg::device_config> back;
+        tolvi::from_json(back, a);
+        rec.round_trips = tolvi::equal(back, rec.tolvi) &&
+                          nljson::parse(b).get<std::vector<nl::device_config>>().size() == 10000;
+        if (!rec.same_documents || !rec.round_trips) {
+            std::cerr << "tolvi_bench: the two record mappings disagree\n";
+        }
+    }
+
+    std::vector<std::size_t> equal_allocations;
+    for (auto const* group : {&published, &generated}) {
+        for (auto const& d : *group) {
+            add_text_benchmarks(*d);
+            add_value_benchmarks(*d);
+            Variant const other(d->value);
+            std::size_t const before = bench::allocation_count;
+            bool const same = d->value == other;
+            equal_allocations.push_back(bench::allocation_count - before);
+            if (!same) {
+                std::cerr << "tolvi_bench: a copy of " << d->name << " compares unequal\n";
+            }
+        }
+    }
+    for (auto const& d : scaling) {
+        std::string const& text = d->text;
+        Variant const& v = d->value;
+        json_t const* tree = d->tree;
+        add("parse/tolvi/" + d->name,
+            [&text] { benchmark::DoNotOptimize(Variant::fromJson(text)); });
+        add("parse/jansson/" + d->name, [&text] {
+            json_error_t error;
+            json_t* t = json_loads(text.c_str(), parse_flags, &error);
+            benchmark::DoNotOptimize(t);
+            json_decref(t);
+        });
+        add("compact/tolvi/" + d->name, [&v] { benchmark::DoNotOptimize(v.toJson()); });
+        add("compact/jansson/" + d->name, [tree] {
+            char* t = json_dumps(tree, compact_flags);
+            benchmark::DoNotOptimize(t);
+            std::free(t);
+        });
+    }
+    add_record_benchmarks(rec);
+
+    std::cerr << "tolvi_bench: running (a few minutes; the table follows)\n";
+    collector c;
+    benchmark::RunSpecifiedBenchmarks(&c);
+
+    results const r{c.best};
+    table t;
+    t.row({"Figure (libtolvi · Jansson · nlohmann)", "Document", "libtolvi", "Jansson", "nlohmann",
+           "Ratio", "Target", "Met"});
+    std::size_t i = 0;
+    for (auto const& d : published) {
+        text_rows(t, r, *d, true);
+    }
+    for (auto const& d : generated) {
+        text_rows(t, r, *d, false);
+    }
+    for (auto const* group : {&published, &generated}) {
+        for (auto const& d : *group) {
+            value_rows(t, r, *d, equal_allocations[i++]);
+        }
+    }
+    record_rows(t, r, rec);
+    scaling_rows(t, r, {scaling[0].get(), scaling[1].get(), generated[0].get()});
+    footprint_rows(t, s);
+    t.print(std::cout);
+    std::cout << "\nTimes: fastest of the repetitions, thread CPU time. MB/s counts the input text "
+                 "for parsing and libtolvi's output text for printing. t = libtolvi, J = Jansson, "
+                 "n = nlohmann::json (time ratios).\n"
+              << "Targets met: " << t.met << " of " << t.targets << "\n";
+
+    for (auto const* group : {&published, &generated, &scaling}) {
+        for (auto const& d : *group) {
+            json_decref(d->tree);
+        }
+    }
+    benchmark::Shutdown();
+    return 0;
+}
