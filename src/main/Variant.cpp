@@ -1,8 +1,10 @@
 #include <tolvi/Variant.hpp>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <limits>
 #include <memory>
 #include <string>
@@ -53,6 +55,66 @@ constexpr std::size_t compact_flags = JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL
 constexpr std::size_t pretty_flags = JSON_INDENT(4) | JSON_SORT_KEYS | JSON_ENCODE_ANY;
 static_assert(parse_flags == 4 && compact_flags == 0x3A20 && pretty_flags == 0x284,
               "Jansson flag values");
+
+// Jansson's test of text: well-formed UTF-8, so no overlong forms, no surrogates and nothing
+// past U+10FFFF. Done here once, so that Jansson's unchecked constructors skip their own slower
+// pass and a second strlen; ASCII goes eight bytes at a time.
+bool isUtf8(char const* text, std::size_t n) noexcept {
+    auto const* s = reinterpret_cast<unsigned char const*>(text);
+    std::size_t i = 0;
+    while (i < n) {
+        if (n - i >= 8) {
+            std::uint64_t word;
+            std::memcpy(&word, s + i, 8);
+            if ((word & 0x8080808080808080u) == 0) {
+                i += 8;
+                continue;
+            }
+        }
+        unsigned char const c = s[i];
+        if (c < 0x80) {
+            ++i;
+            continue;
+        }
+        // The lead byte fixes the length and the range of the second byte.
+        std::size_t length;
+        unsigned char low = 0x80;
+        unsigned char high = 0xBF;
+        if (c >= 0xC2 && c <= 0xDF) {
+            length = 2;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            length = 3;
+            low = c == 0xE0 ? 0xA0 : 0x80;
+            high = c == 0xED ? 0x9F : 0xBF;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            length = 4;
+            low = c == 0xF0 ? 0x90 : 0x80;
+            high = c == 0xF4 ? 0x8F : 0xBF;
+        } else {
+            return false;
+        }
+        if (n - i < length || s[i + 1] < low || s[i + 1] > high) {
+            return false;
+        }
+        for (std::size_t k = 2; k < length; ++k) {
+            if ((s[i + k] & 0xC0) != 0x80) {
+                return false;
+            }
+        }
+        i += length;
+    }
+    return true;
+}
+
+// json_object_set_new without its key check and strlen: the caller has checked the key.
+void setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
+#if JANSSON_VERSION_HEX >= 0x020e00
+    json_object_setn_new_nocheck(object, key, n, value);
+#else
+    (void)n;
+    json_object_set_new_nocheck(object, key, value);
+#endif
+}
 
 Variant fromJansson(json_t const* node) {
     // Jansson's read accessors take non-const nodes but do not modify them.
@@ -119,16 +181,44 @@ std::string parseErrorReport(std::string const& text, json_error_t const& error)
     return report;
 }
 
-std::string dump(Variant const& v, std::size_t flags) {
-    std::string result;
-    json_ptr const tree(toJansson(v));
-    if (tree) {
-        std::unique_ptr<char, text_releaser> const text(json_dumps(tree.get(), flags));
-        if (text) {
-            result = text.get();
+// Jansson prints straight into the result: no buffer of its own, no copy of the text. An
+// exception from the string (out of memory) cannot cross Jansson's C frames, so it is carried
+// over them and thrown again once Jansson has returned.
+struct text_sink {
+    std::string text;
+    std::exception_ptr failure;
+
+    static int append(char const* buffer, std::size_t size, void* data) {
+        auto* sink = static_cast<text_sink*>(data);
+        // Jansson goes on after some failed writes (of keys): after one, write nothing more.
+        if (sink->failure) {
+            return -1;
+        }
+        try {
+            sink->text.append(buffer, size);
+            return 0;
+        } catch (...) {
+            sink->failure = std::current_exception();
+            return -1;
         }
     }
-    return result;
+};
+
+std::string dump(Variant const& v, std::size_t flags) {
+    json_ptr const tree(toJansson(v));
+    if (!tree) {
+        return std::string();
+    }
+    text_sink sink;
+    int const status = json_dump_callback(tree.get(), &text_sink::append, &sink, flags);
+    if (sink.failure) {
+        std::rethrow_exception(sink.failure);
+    }
+    if (status != 0) {
+        // Jansson gave up part way: no text rather than half of it.
+        sink.text.clear();
+    }
+    return std::move(sink.text);
 }
 
 // A copy of `s` in which maps, at every depth reached through maps, lose their Null entries.
@@ -419,16 +509,25 @@ json_t* toJansson(Variant const& v) {
         return json_integer(static_cast<json_int_t>(v.value.intValue));
     case Variant::Double:
         return json_real(v.value.doubleValue);
-    case Variant::String:
-        return json_string(v.value.stringValue->c_str());
+    case Variant::String: {
+        // Jansson takes the text up to its first NUL and refuses it unless it is UTF-8.
+        std::string const& s = *v.value.stringValue;
+        std::size_t const n = std::strlen(s.c_str());
+        return isUtf8(s.data(), n) ? json_stringn_nocheck(s.data(), n) : nullptr;
+    }
     case Variant::Boolean:
         return boolOf(v.value) ? json_true() : json_false();
     case Variant::Map: {
         json_ptr object(json_object());
         if (object) {
-            // Refused keys and values are left out: the set call consumes the value either way.
+            // A refused key or value leaves its member out; the value of a refused key need not
+            // be built at all.
             for (auto const& entry : *v.value.mapValue) {
-                json_object_set_new(object.get(), entry.first.c_str(), toJansson(entry.second));
+                char const* const key = entry.first.c_str();
+                std::size_t const n = std::strlen(key);
+                if (isUtf8(key, n)) {
+                    setMember(object.get(), key, n, toJansson(entry.second));
+                }
             }
         }
         return object.release();
