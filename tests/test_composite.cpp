@@ -1,372 +1,143 @@
 // The record codec: map handling, get_attr's decisions, the serialization-needed tables and their
 // log lines.
 
-#include <tolvi/codecs.hpp>
+#include <algorithm>
+#include <tuple>
 
-#include <stdexcept>
-#include <string>
-#include <vector>
+#include "codec_driver.hpp"
 
-#include <gtest/gtest.h>
-
-#include "test_support.hpp"
-
-namespace tv = korvax::tolvi;
+using tolvi_test::json;
 
 namespace {
 
-tv::source_type_t const from_cloud = 1;
-tv::source_type_t const from_peer = 2;
+tv::source_type_t const from_cloud = 1, from_peer = 2;
 
-char const composite_file[] = "src/main/tolvi/composite.cpp";
+using record = tv::composite_impl;
+using tolvi_test::context;
 
-// A root record codec in mode `m` over `data`, with `top` as the document.
-struct root_record : tv::composite_impl {
-    root_record(tv::mode m, Variant* d, Variant const* top) {
-        set_operation(m, tv::as_data(top));
-        set_data(nullptr, nullptr, tv::as_data(d));
-    }
-};
+// Deserializes `doc` from source type `st`; the next member refuses `refused`.
+record reader(Variant& doc, std::initializer_list<tv::source_type_t const*> refused,
+              tv::source_type_t const* st = &from_cloud) {
+    record c = context<record>(tv::deserialize_from_json, &doc, &doc);
+    c.set_source_type(st);
+    std::copy(refused.begin(), refused.end(), c.unacceptable_source_types);
+    c.unacceptable_count = static_cast<unsigned>(refused.size());
+    return c;
+}
 
-void expect_log(tolvi_test::log_capture const& cap, unsigned line, char const* function,
+void expect_log(tolvi_test::log_capture const& cap, unsigned line, std::string const& function,
                 std::string const& message) {
     ASSERT_EQ(cap.entries.size(), 1u);
     tolvi_test::captured_entry const& e = cap.entries[0];
-    EXPECT_EQ(e.level, 0);
-    EXPECT_EQ(e.file, composite_file);
-    EXPECT_EQ(e.line, line);
-    EXPECT_EQ(e.function, function);
-    EXPECT_EQ(e.message, message);
+    EXPECT_EQ(
+        std::tie(e.level, e.file, e.line, e.function, e.message),
+        std::make_tuple(0, std::string("src/main/tolvi/composite.cpp"), line, function, message));
 }
 
-// What the header code of a record { int a; int b; } does, member by member.
-struct pair_record {
-    int a = 0;
-    int b = 0;
-    bool a_provided = true;
-    bool b_provided = true;
+// One serialization decision about member "m". Optional: `first` and `own` are the first
+// quality and the quality; required: the first flag and whether the member was provided.
+struct decision {
+    bool optional, patch;
+    int first, own;
+    char expected; // 'w' write, '-' leave out, 'n' leave out after setting "m" to Null,
+                   // '!' missing_value after the log line
 };
 
-void deserialize(pair_record& r, Variant& doc) {
-    root_record c(tv::deserialize_from_json, &doc, &doc);
-    c.apply();
-    int* members[] = {&r.a, &r.b};
-    char const* names[] = {"a", "b"};
-    for (int i = 0; i < 2; ++i) {
-        tv::impl<int> m;
-        m.set_operation(c);
-        tv::data_t* d = c.get_attr(names[i], tv::required_member);
-        if (d == nullptr) {
-            continue;
-        }
-        m.set_data(nullptr, members[i], d);
-        m.apply();
-    }
-}
-
-void serialize(pair_record& r, Variant& out) {
-    root_record c(tv::serialize_to_json, &out, &out);
-    c.apply();
-    int* members[] = {&r.a, &r.b};
-    bool provided[] = {r.a_provided, r.b_provided};
-    char const* names[] = {"a", "b"};
-    for (int i = 0; i < 2; ++i) {
-        tv::impl<int> m;
-        m.set_operation(c);
-        if (!c.required_member_serialization_needed(false, provided[i], names[i])) {
-            continue;
-        }
-        m.set_data(nullptr, members[i], c.get_attr(names[i], tv::required_member));
-        m.apply();
+// Asks on an output where "m" holds 5 and tells what happened.
+char decide(decision const& d) {
+    Variant const before = json(R"({"m":5})");
+    Variant out = before;
+    tolvi_test::log_capture cap;
+    record c = context<record>(tv::serialize_to_json, &out, &out);
+    c.patch = d.patch;
+    try {
+        bool const needed =
+            d.optional ? c.optional_member_serialization_needed(tv::optional_quality(d.first),
+                                                                tv::optional_quality(d.own), "m")
+                       : c.required_member_serialization_needed(d.first != 0, d.own != 0, "m");
+        EXPECT_TRUE(cap.entries.empty());
+        return out == before ? (needed ? 'w' : '-')
+                             : (!needed && out == json(R"({"m":null})") ? 'n' : '?');
+    } catch (tv::missing_value const&) {
+        std::string const kind = d.optional ? "optional" : "required";
+        expect_log(cap, d.optional ? 149 : 182, kind + "_member_serialization_needed",
+                   "cannot serialize unprovided value m");
+        return out == before ? '!' : '?';
     }
 }
 
 } // namespace
 
-TEST(Composite, ConstructorStartsWithAnEmptyList) {
-    tv::composite_impl c;
-    EXPECT_EQ(c.unacceptable_count, 0u);
-}
-
 TEST(Composite, ApplyPreparesOrChecksTheMap) {
-    Variant out(Variant::map_type{{"keep", Variant(1)}});
-    root_record(tv::serialize_to_json, &out, &out).apply();
-    EXPECT_EQ(out, Variant(Variant::map_type{{"keep", Variant(1)}}));
-
-    Variant number(5);
-    root_record(tv::serialize_to_json, &number, &number).apply();
-    EXPECT_EQ(number, Variant(Variant::map_type{}));
-
-    Variant text("x");
-    EXPECT_THROW_MSG(root_record(tv::deserialize_from_json, &text, &text).apply(),
-                     tv::bad_deserialization_source,
-                     "bad source provided for deserialization; top-level: \"x\"");
-    Variant doc(Variant::map_type{{"r", Variant(3)}});
-    EXPECT_THROW_MSG(root_record(tv::deserialize_from_json, &doc[std::string("r")], &doc).apply(),
-                     tv::bad_deserialization_source,
-                     "bad source provided for deserialization; element `3` top-level: {\"r\":3}");
-
+    EXPECT_EQ(record().unacceptable_count, 0u);
+    Variant out = json(R"({"keep":1})"), number(5), doc = json(R"({"r":3})");
+    context<record>(tv::serialize_to_json, &out).apply();
+    EXPECT_EQ(out, json(R"({"keep":1})"));
+    context<record>(tv::serialize_to_json, &number).apply();
+    EXPECT_EQ(number, json("{}"));
+    EXPECT_BAD_SOURCE(
+        context<record>(tv::deserialize_from_json, &doc[std::string("r")], &doc).apply(),
+        R"(; element `3` top-level: {"r":3})");
     for (tv::mode m : {tv::compare, tv::collect_attr_names, static_cast<tv::mode>(9)}) {
-        Variant untouched(7);
-        root_record(m, &untouched, nullptr).apply();
-        EXPECT_EQ(untouched, Variant(7));
-    }
-}
-
-TEST(Composite, GetAttrRefusesOtherModes) {
-    for (tv::mode m : {tv::compare, tv::collect_attr_names, static_cast<tv::mode>(9)}) {
-        Variant data(Variant::map_type{{"a", Variant(1)}});
-        root_record c(m, &data, &data);
-        EXPECT_THROW_MSG(c.get_attr("a", tv::optional_member), std::logic_error,
+        EXPECT_THROW_MSG(context<record>(m, &out, &out).get_attr("keep", tv::optional_member),
+                         std::logic_error,
                          "tolvi::composite_impl::get_attr() called for unsupported tolvi::mode");
     }
 }
 
-TEST(Composite, AbsentMemberDependsOnPolicyAndPatch) {
-    Variant doc(Variant::map_type{});
-    root_record c(tv::deserialize_from_json, &doc, &doc);
+TEST(Composite, AbsentAndNullMembers) {
+    Variant doc = json(R"({"n":null})");
+    record c = reader(doc, {});
     EXPECT_EQ(c.get_attr("a", tv::optional_member), nullptr);
-    EXPECT_THROW_MSG(c.get_attr("a", tv::required_member), tv::bad_deserialization_source,
-                     "bad source provided for deserialization; attribute \"a\" top-level: {}");
-    // Any policy value other than optional_member acts as required_member.
-    EXPECT_THROW(c.get_attr("a", static_cast<tv::get_attr_policy>(7)),
-                 tv::bad_deserialization_source);
-    c.patch = true;
-    EXPECT_EQ(c.get_attr("a", tv::required_member), nullptr);
-
-    // A nested record shows its own map as the element.
-    Variant outer(Variant::map_type{{"in", Variant(Variant::map_type{})}});
-    root_record nested(tv::deserialize_from_json, &outer[std::string("in")], &outer);
-    EXPECT_THROW_MSG(nested.get_attr("a", tv::required_member), tv::bad_deserialization_source,
-                     "bad source provided for deserialization; attribute \"a\" element `{}` "
-                     "top-level: {\"in\":{}}");
-}
-
-TEST(Composite, NullMemberIsForOptionalMembersOnly) {
-    Variant doc(Variant::map_type{{"a", Variant()}});
-    root_record c(tv::deserialize_from_json, &doc, &doc);
-    tv::data_t* got = c.get_attr("a", tv::optional_member);
-    EXPECT_EQ(got, &doc[std::string("a")]);
+    // Any policy other than optional_member acts as required_member.
+    EXPECT_BAD_SOURCE(c.get_attr("a", tv::get_attr_policy(7)),
+                      R"(; attribute "a" top-level: {"n":null})");
+    EXPECT_EQ(c.get_attr("n", tv::optional_member), &doc[std::string("n")]);
     for (bool patch : {false, true}) {
         c.patch = patch;
-        EXPECT_THROW_MSG(c.get_attr("a", tv::required_member), tv::bad_deserialization_source,
-                         "bad source provided for deserialization; attribute \"a\" top-level: "
-                         "{\"a\":null}");
+        EXPECT_BAD_SOURCE(c.get_attr("n", tv::required_member),
+                          R"(; attribute "n" top-level: {"n":null})");
     }
+    EXPECT_EQ(c.get_attr("a", tv::required_member), nullptr) << "patch leaves it alone";
 }
 
-TEST(Composite, KeysMatchWholly) {
-    Variant doc(Variant::map_type{{"ab", Variant(1)}, {"A", Variant(2)}});
-    root_record c(tv::deserialize_from_json, &doc, &doc);
-    EXPECT_EQ(c.get_attr("a", tv::optional_member), nullptr);
-    EXPECT_EQ(c.get_attr("abc", tv::optional_member), nullptr);
-    EXPECT_EQ(*c.get_attr("ab", tv::optional_member), Variant(1));
-}
-
-TEST(Composite, UnacceptableSourceIsLoggedAndRefused) {
-    Variant doc(Variant::map_type{{"a", Variant(1)}});
-    tolvi_test::log_capture cap;
-    root_record c(tv::deserialize_from_json, &doc, &doc);
-    c.set_source_type(&from_cloud);
+TEST(Composite, UnacceptableSourceTypes) {
+    Variant doc = json(R"({"a":1})");
     for (tv::get_attr_policy policy : {tv::optional_member, tv::required_member}) {
-        cap.entries.clear();
-        c.unacceptable_source_types[0] = &from_cloud;
-        c.unacceptable_source_types[1] = &from_peer;
-        c.unacceptable_count = 2;
-        EXPECT_THROW_MSG(c.get_attr("a", policy), tv::bad_deserialization_source,
-                         "bad source provided for deserialization; attribute \"a\" top-level: "
-                         "{\"a\":1}");
-        EXPECT_EQ(c.unacceptable_count, 0u);
-        expect_log(cap, 67, "get_attr", "rejecting field a from unacceptable source type");
-    }
-}
-
-TEST(Composite, PresenceIsDecidedBeforeSource) {
-    Variant doc(Variant::map_type{});
-    tolvi_test::log_capture cap;
-    root_record c(tv::deserialize_from_json, &doc, &doc);
-    c.set_source_type(&from_cloud);
-    c.unacceptable_source_types[0] = &from_cloud;
-    c.unacceptable_count = 1;
-    EXPECT_EQ(c.get_attr("a", tv::optional_member), nullptr);
-    EXPECT_EQ(c.unacceptable_count, 0u);
-    c.unacceptable_count = 1;
-    EXPECT_THROW_MSG(c.get_attr("a", tv::required_member), tv::bad_deserialization_source,
-                     "bad source provided for deserialization; attribute \"a\" top-level: {}");
-    EXPECT_EQ(c.unacceptable_count, 0u);
-    EXPECT_TRUE(cap.entries.empty());
-}
-
-TEST(Composite, ListAppliesToOneMemberAndOnlyItsUsedSlots) {
-    Variant doc(Variant::map_type{{"a", Variant(1)}, {"b", Variant(2)}});
-    tolvi_test::log_capture cap;
-    root_record c(tv::deserialize_from_json, &doc, &doc);
-    c.set_source_type(&from_cloud);
-
-    // Consumed by the first get_attr, so "b" is accepted.
-    c.unacceptable_source_types[0] = &from_cloud;
-    c.unacceptable_count = 1;
-    EXPECT_EQ(c.get_attr("missing", tv::optional_member), nullptr);
-    EXPECT_EQ(*c.get_attr("b", tv::required_member), Variant(2));
-
-    // A match beyond the count does not count.
-    c.unacceptable_source_types[0] = &from_peer;
-    c.unacceptable_source_types[1] = &from_cloud;
-    c.unacceptable_count = 1;
-    EXPECT_EQ(*c.get_attr("a", tv::required_member), Variant(1));
-
-    // Source types are told apart by address, not by their byte.
-    static tv::source_type_t const also_one = 1;
-    c.unacceptable_source_types[0] = &also_one;
-    c.unacceptable_count = 1;
-    EXPECT_EQ(*c.get_attr("a", tv::required_member), Variant(1));
-
-    // The default source type can be refused too.
-    c.set_source_type(nullptr);
-    c.unacceptable_source_types[2] = &from_peer; // every slot in use holds a source type
-    c.unacceptable_source_types[3] = &from_peer;
-    c.unacceptable_source_types[4] = &tv::_ac::source_type::unspecified;
-    c.unacceptable_count = 5;
-    EXPECT_THROW(c.get_attr("a", tv::optional_member), tv::bad_deserialization_source);
-    EXPECT_EQ(cap.entries.size(), 1u);
-}
-
-TEST(Composite, SerializationFindsOrCreatesMembers) {
-    Variant out(Variant::map_type{{"a", Variant(1)}});
-    root_record c(tv::serialize_to_json, &out, &out);
-    c.apply();
-    c.set_source_type(&from_cloud);
-    c.unacceptable_source_types[0] = &from_cloud;
-    c.unacceptable_count = 1;
-    EXPECT_EQ(c.get_attr("a", tv::required_member), &out[std::string("a")]);
-    tv::data_t* created = c.get_attr("new", tv::required_member);
-    ASSERT_NE(created, nullptr);
-    EXPECT_TRUE(created->isNull());
-    EXPECT_EQ(created, &out[std::string("new")]);
-    EXPECT_EQ(c.unacceptable_count, 1u) << "the list is for deserialization only";
-}
-
-TEST(Composite, CollectsNamesByPointer) {
-    static char const name_a[] = "a";
-    static char const name_b[] = "b";
-    std::vector<char const*> names;
-    tv::composite_impl c;
-    c.set_operation(tv::collect_attr_names, nullptr);
-    c.set_data(nullptr, nullptr, reinterpret_cast<tv::data_t*>(&names));
-    c.apply();
-    c.add_attr_name_to_vector(name_a);
-    c.add_attr_name_to_vector(name_b);
-    ASSERT_EQ(names.size(), 2u);
-    EXPECT_EQ(names[0], name_a);
-    EXPECT_EQ(names[1], name_b);
-}
-
-TEST(Composite, OptionalMemberSerializationTable) {
-    enum outcome { write, refuse, leave_out, write_null };
-    struct row {
-        bool patch;
-        tv::optional_quality first, quality;
-        outcome expected;
-    };
-    using q = tv::optional_quality;
-    row const rows[] = {
-        {false, q::unprovided, q::engaged, write},
-        {false, q::disengaged, q::engaged, write},
-        {false, q::engaged, q::engaged, write},
-        {false, q::unprovided, q::unprovided, refuse},
-        {false, q::disengaged, q::unprovided, refuse},
-        {false, q::engaged, q::unprovided, refuse},
-        {false, q::unprovided, q::disengaged, leave_out},
-        {false, q::disengaged, q::disengaged, leave_out},
-        {false, q::engaged, q::disengaged, leave_out},
-        {true, q::unprovided, q::engaged, write},
-        {true, q::disengaged, q::engaged, write},
-        {true, q::engaged, q::engaged, write},
-        {true, q::disengaged, q::unprovided, leave_out},
-        {true, q::disengaged, q::disengaged, leave_out},
-        {true, q::unprovided, q::unprovided, leave_out},
-        {true, q::engaged, q::unprovided, leave_out},
-        {true, q::unprovided, q::disengaged, write_null},
-        {true, q::engaged, q::disengaged, write_null},
-    };
-    for (row const& r : rows) {
-        SCOPED_TRACE(::testing::Message()
-                     << "patch " << r.patch << " first " << r.first << " quality " << r.quality);
-        for (bool present : {false, true}) {
-            Variant const before = present ? Variant(Variant::map_type{{"m", Variant(5)}})
-                                           : Variant(Variant::map_type{{"x", Variant(1)}});
-            Variant out = before;
-            tolvi_test::log_capture cap;
-            root_record c(tv::serialize_to_json, &out, &out);
-            c.patch = r.patch;
-            if (r.expected == refuse) {
-                EXPECT_THROW(c.optional_member_serialization_needed(r.first, r.quality, "m"),
-                             tv::missing_value);
-                expect_log(cap, 149, "optional_member_serialization_needed",
-                           "cannot serialize unprovided value m");
-                EXPECT_EQ(out, before);
-                continue;
-            }
-            EXPECT_EQ(c.optional_member_serialization_needed(r.first, r.quality, "m"),
-                      r.expected == write);
-            EXPECT_TRUE(cap.entries.empty());
-            if (r.expected == write_null) {
-                Variant expected = before;
-                expected.value.mapValue->operator[]("m") = Variant();
-                EXPECT_EQ(out, expected);
-            } else {
-                EXPECT_EQ(out, before);
-            }
-        }
-    }
-}
-
-TEST(Composite, RequiredMemberSerializationTable) {
-    enum outcome { write, refuse, leave_out };
-    struct row {
-        bool patch, provided, first_flag;
-        outcome expected;
-    };
-    row const rows[] = {
-        {true, false, false, leave_out}, {true, false, true, leave_out},
-        {true, true, false, write},      {true, true, true, write},
-        {false, true, false, write},     {false, true, true, refuse},
-        {false, false, false, refuse},   {false, false, true, refuse},
-    };
-    for (row const& r : rows) {
-        SCOPED_TRACE(::testing::Message() << "patch " << r.patch << " provided " << r.provided
-                                          << " first_flag " << r.first_flag);
-        Variant out(Variant::map_type{});
         tolvi_test::log_capture cap;
-        root_record c(tv::serialize_to_json, &out, &out);
-        c.patch = r.patch;
-        if (r.expected == refuse) {
-            EXPECT_THROW_MSG(c.required_member_serialization_needed(r.first_flag, r.provided, "m"),
-                             tv::missing_value,
-                             "attempted to use a non-provided tolvi::required or tolvi::optional "
-                             "variable");
-            expect_log(cap, 182, "required_member_serialization_needed",
-                       "cannot serialize unprovided value m");
-        } else {
-            EXPECT_EQ(c.required_member_serialization_needed(r.first_flag, r.provided, "m"),
-                      r.expected == write);
-            EXPECT_TRUE(cap.entries.empty());
-        }
-        EXPECT_EQ(out, Variant(Variant::map_type{}));
+        record c = reader(doc, {&from_peer, &from_cloud});
+        EXPECT_BAD_SOURCE(c.get_attr("a", policy), R"(; attribute "a" top-level: {"a":1})");
+        expect_log(cap, 67, "get_attr", "rejecting field a from unacceptable source type");
+        EXPECT_EQ(*c.get_attr("a", policy), Variant(1)) << "the list was consumed";
+        c = reader(doc, {&from_cloud});
+        c.patch = true; // an absent member is not blamed on its source, and consumes the list
+        EXPECT_EQ(c.get_attr("b", policy), nullptr);
+        EXPECT_EQ(*c.get_attr("a", policy), Variant(1));
+        EXPECT_EQ(cap.entries.size(), 1u);
     }
+    record c = reader(doc, {&from_peer, &from_cloud});
+    c.unacceptable_count = 1; // a match beyond the count does not count
+    EXPECT_EQ(*c.get_attr("a", tv::required_member), Variant(1));
+    static tv::source_type_t const also_one = 1; // told apart by address, not by byte
+    EXPECT_EQ(*reader(doc, {&also_one}).get_attr("a", tv::required_member), Variant(1));
+    tv::source_type_t const* const unspecified = &tv::_ac::source_type::unspecified;
+    c = reader(doc, {&from_peer, &from_peer, &from_peer, &from_peer, unspecified}, nullptr);
+    EXPECT_THROW(c.get_attr("a", tv::optional_member), tv::bad_deserialization_source);
 }
 
-TEST(Composite, NothingIsRolledBack) {
-    pair_record r;
-    Variant doc(Variant::map_type{{"a", Variant(5)}, {"b", Variant("x")}});
-    EXPECT_THROW(deserialize(r, doc), tv::bad_deserialization_source);
-    EXPECT_EQ(r.a, 5);
-    EXPECT_EQ(r.b, 0);
-
-    pair_record unfinished;
-    unfinished.a = 4;
-    unfinished.b_provided = false;
-    Variant out;
-    EXPECT_THROW(serialize(unfinished, out), tv::missing_value);
-    EXPECT_EQ(out, Variant(Variant::map_type{{"a", Variant(4)}}));
+// Optional members: {1, patch, first quality, quality, outcome}; required members: {0, patch,
+// first flag, provided, outcome}.
+TEST(Composite, SerializationDecisions) {
+    constexpr int U = tv::unprovided, D = tv::disengaged, E = tv::engaged;
+    decision const rows[] = {
+        {1, 0, U, E, 'w'}, {1, 0, D, E, 'w'}, {1, 0, E, E, 'w'}, {1, 0, U, U, '!'},
+        {1, 0, D, U, '!'}, {1, 0, E, U, '!'}, {1, 0, U, D, '-'}, {1, 0, D, D, '-'},
+        {1, 0, E, D, '-'}, {1, 1, U, E, 'w'}, {1, 1, D, E, 'w'}, {1, 1, E, E, 'w'},
+        {1, 1, D, U, '-'}, {1, 1, D, D, '-'}, {1, 1, U, U, '-'}, {1, 1, E, U, '-'},
+        {1, 1, U, D, 'n'}, {1, 1, E, D, 'n'}, {0, 1, 0, 0, '-'}, {0, 1, 1, 0, '-'},
+        {0, 1, 0, 1, 'w'}, {0, 1, 1, 1, 'w'}, {0, 0, 0, 1, 'w'}, {0, 0, 1, 1, '!'},
+        {0, 0, 0, 0, '!'}, {0, 0, 1, 0, '!'}};
+    for (decision const& r : rows) {
+        EXPECT_EQ(decide(r), r.expected) << r.optional << r.patch << r.first << r.own;
+    }
 }
