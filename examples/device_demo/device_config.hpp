@@ -55,9 +55,11 @@ struct device_config {
     tolvi::optional<status_led> led; // null: no LED fitted
     tolvi::required<verbosity> logging;
     tolvi::optional<std::uint32_t> upload_interval_s; // null: upload on change only
+    // The radio module vendor's own settings: carried and written back as they are, never mapped.
+    tolvi::optional<tolvi::opaque_json_block> vendor;
 };
 TOLVI_RECORD(device_config, name, serial, provisioned_at_ms, wifi, fallback_wifi, sensor_offsets,
-             led, logging, upload_interval_s);
+             led, logging, upload_interval_s, vendor);
 // Only the factory may set the serial number; the fleet server may not rewrite it.
 TOLVI_REFUSE(device_config, serial, cloud);
 

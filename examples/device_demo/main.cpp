@@ -1,6 +1,6 @@
-// Device demo: a sensor hub reads its factory configuration, takes a patch from the fleet
-// server, refuses what the server may not change and a document of the wrong shape, and saves
-// the result.
+// Device demo: a sensor hub reads its factory configuration, looks into the radio vendor's
+// uninterpreted block by JSONPath, takes a patch from the fleet server, refuses what the server
+// may not change and a document of the wrong shape, and saves the result.
 //
 //     tolvi_demo <data-dir> <output-dir>
 //
@@ -93,14 +93,35 @@ int run(std::string const& data, std::string const& out) {
     print_summary(cfg);
     device_config const factory_cfg = cfg;
 
-    step(2, "Apply the fleet server's patch: cloud_patch.json");
+    step(2, "Look into the vendor block, which the record carries as uninterpreted JSON");
+    tolvi::opaque_json_block const& vendor = *cfg.vendor;
+    for (char const* path : {"$.modem.firmware", "$.modem.bands[1]", "$.calibration.tx_power_dbm",
+                             "$.calibration.certified", "$.*.apn", "$.modem.imei"}) {
+        tolvi::opaque_json_view const hit = vendor.attribute_at_path(path);
+        std::cout << "   " << path << " -> " << (hit ? hit.get()->toJson() : "(not found)") << '\n';
+    }
+    std::cout << "   firmware is 4.2.1: "
+              << (vendor.attribute_at_path("$.modem.firmware").compare("4.2.1") == 0 ? "yes" : "no")
+              << "; band 7 listed: "
+              << (vendor.attribute_at_path("$.modem.bands[1]").compare(7) == 0 ? "yes" : "no")
+              << "; transmit power above 20 dBm: "
+              << (vendor.attribute_at_path("$.calibration.tx_power_dbm").compare(20) > 0 ? "yes"
+                                                                                         : "no")
+              << '\n';
+    try {
+        (void)vendor.attribute_at_path("$.modem.firmware").compare(4.2);
+    } catch (tolvi::json_type_mismatch const& e) {
+        std::cout << "   firmware compared with a number: " << e.what() << '\n';
+    }
+
+    step(3, "Apply the fleet server's patch: cloud_patch.json");
     tolvi::from_file(cfg, data + "/cloud_patch.json",
                      tolvi::options().from(devcfg::cloud).as_patch());
     print_summary(cfg);
     std::cout << "   what changed since the factory, as make_patch writes it:\n";
     print_indented(tolvi::make_patch(cfg, factory_cfg).prettyPrintJson());
 
-    step(3, "The fleet server tries to rewrite the serial number: cloud_serial.json");
+    step(4, "The fleet server tries to rewrite the serial number: cloud_serial.json");
     try {
         tolvi::from_file(cfg, data + "/cloud_serial.json",
                          tolvi::options().from(devcfg::cloud).as_patch());
@@ -112,7 +133,7 @@ int run(std::string const& data, std::string const& out) {
     std::cout << "   serial is still " << *cfg.serial << ", logging still " << name_of(*cfg.logging)
               << '\n';
 
-    step(4, "A document of the wrong shape: bad.json (\"frequency\" where \"band\" belongs)");
+    step(5, "A document of the wrong shape: bad.json (\"frequency\" where \"band\" belongs)");
     try {
         // Read into a scratch record, so the running configuration changes only on success.
         device_config incoming;
@@ -125,15 +146,18 @@ int run(std::string const& data, std::string const& out) {
     std::cout << "   the running configuration is kept\n";
 
     std::string const saved = out + "/device.json";
-    step(5, "Save the configuration: " + saved);
+    step(6, "Save the configuration: " + saved);
     std::filesystem::create_directories(out);
     tolvi::to_file(cfg, saved);
     std::ifstream file(saved);
     std::string const text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     std::cout << "   wrote " << text.size()
               << " bytes of compact JSON; members without a value (null) are left out:\n";
-    print_indented(Variant::fromJson(text).prettyPrintJson());
-    return 0;
+    Variant const written = Variant::fromJson(text);
+    print_indented(written.prettyPrintJson());
+    bool const vendor_kept = written.get("vendor") == factory_cfg.vendor->json;
+    std::cout << "   vendor block written back unchanged: " << (vendor_kept ? "yes" : "no") << '\n';
+    return vendor_kept ? 0 : 1;
 }
 
 } // namespace
