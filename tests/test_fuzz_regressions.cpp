@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,10 @@ struct target {
     char const* name;
     void (*check)(std::string const&);
 };
+
+void PrintTo(target const& t, std::ostream* os) {
+    *os << t.name;
+}
 
 target const targets[] = {
     {"json_text", tolvi_fuzz::check_json_text},
