@@ -116,38 +116,99 @@ void setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
 #endif
 }
 
-Variant fromJansson(json_t const* node) {
+// Converts a parsed tree into a Variant; the tree is left as it is. One converter serves the
+// whole tree, so sorting the members of its objects costs no allocation per object.
+class treeConverter {
+public:
+    Variant convert(json_t const* node);
+
+private:
+    struct member {
+        std::uint64_t head; // the first 8 bytes of the key, big-endian, zero-padded
+        char const* key;
+        std::size_t size;
+        json_t const* value;
+    };
+
+    static std::uint64_t headOf(char const* key, std::size_t size) noexcept {
+        unsigned char bytes[8] = {};
+        std::memcpy(bytes, key, std::min<std::size_t>(size, 8));
+        std::uint64_t head = 0;
+        for (unsigned char b : bytes) {
+            head = head << 8 | b;
+        }
+        return head;
+    }
+
+    // The order of std::string keys (bytes as unsigned, a prefix first); the head decides most
+    // comparisons without touching the keys.
+    static bool keyLess(member const& a, member const& b) noexcept {
+        if (a.head != b.head) {
+            return a.head < b.head;
+        }
+        int const c = std::memcmp(a.key, b.key, std::min(a.size, b.size));
+        return c != 0 ? c < 0 : a.size < b.size;
+    }
+
+    Variant convertObject(json_t* object);
+
+    // Members of the objects being converted, innermost last: one buffer for the whole tree.
+    std::vector<member> pending_;
+};
+
+Variant treeConverter::convertObject(json_t* object) {
+    std::size_t const first = pending_.size();
+    for (void* it = json_object_iter(object); it != nullptr;
+         it = json_object_iter_next(object, it)) {
+        char const* key = json_object_iter_key(it);
+        json_t const* value = json_object_iter_value(it);
+        if (key == nullptr || value == nullptr) {
+            break;
+        }
+#if JANSSON_VERSION_HEX >= 0x020e00
+        std::size_t const size = json_object_iter_key_len(it);
+#else
+        std::size_t const size = std::strlen(key);
+#endif
+        pending_.push_back({headOf(key, size), key, size, value});
+    }
+    // Jansson yields members in text order; sorted, they build the map in linear time. Jansson
+    // holds each key once, so no member is lost to a duplicate.
+    std::sort(pending_.begin() + static_cast<std::ptrdiff_t>(first), pending_.end(), keyLess);
+    Variant out{Variant::map_type{}};
+    Variant::map_type& m = *out.value.mapValue;
+    for (std::size_t i = first; i < pending_.size(); ++i) {
+        member const p = pending_[i]; // a copy: converting the value grows pending_
+        m.emplace_hint(m.end(), std::piecewise_construct, std::forward_as_tuple(p.key, p.size),
+                       std::forward_as_tuple(convert(p.value)));
+    }
+    pending_.resize(first);
+    return out;
+}
+
+Variant treeConverter::convert(json_t const* node) {
     // Jansson's read accessors take non-const nodes but do not modify them.
     json_t* n = const_cast<json_t*>(node);
     switch (json_typeof(node)) {
-    case JSON_OBJECT: {
-        Variant out{Variant::map_type{}};
-        Variant::map_type& m = *out.value.mapValue;
-        // Members come in text order; the end hint makes the usual sorted input linear.
-        for (void* it = json_object_iter(n); it != nullptr; it = json_object_iter_next(n, it)) {
-            char const* key = json_object_iter_key(it);
-            json_t const* value = json_object_iter_value(it);
-            if (key == nullptr || value == nullptr) {
-                break;
-            }
-            m.emplace_hint(m.end(), std::piecewise_construct,
-                           std::forward_as_tuple(key, std::strlen(key)),
-                           std::forward_as_tuple(fromJansson(value)));
-        }
-        return out;
-    }
+    case JSON_OBJECT:
+        return convertObject(n);
     case JSON_ARRAY: {
         Variant out{Variant::vector_type{}};
         Variant::vector_type& v = *out.value.vectorValue;
         std::size_t const size = json_array_size(n);
         v.reserve(size);
         for (std::size_t i = 0; i < size; ++i) {
-            v.push_back(fromJansson(json_array_get(n, i)));
+            v.push_back(convert(json_array_get(n, i)));
         }
         return out;
     }
-    case JSON_STRING:
-        return Variant(json_string_value(n));
+    case JSON_STRING: {
+        // The parser refuses the escaped NUL, so Jansson's stored length is the text's strlen.
+        Variant out;
+        out.value.stringValue = new std::string(json_string_value(n), json_string_length(n));
+        out.type = Variant::String;
+        return out;
+    }
     case JSON_INTEGER:
         return Variant(static_cast<long long>(json_integer_value(n)));
     case JSON_REAL:
@@ -555,7 +616,7 @@ Variant Variant::fromJson(std::string const& text) {
     json_error_t error;
     json_ptr const tree(json_loads(text.c_str(), parse_flags, &error));
     if (tree) {
-        return fromJansson(tree.get());
+        return treeConverter().convert(tree.get());
     }
     // The report is built only when some sink will take it.
     SKRIB_LOG(sk::level::error, "{}", parseErrorReport(text, error));
