@@ -22,10 +22,16 @@ devcfg::wifi_network to_tolvi(nl::wifi_network const& w) {
     return t;
 }
 
+// The radio vendor's settings of the demo's device.json, the same in every record.
+char const vendor_settings[] =
+    R"({"modem": {"firmware": "4.2.1", "bands": [3, 7, 20], "apn": "iot.plant"},
+        "calibration": {"tx_power_dbm": 22.5, "certified": true, "lab": null}})";
+
 } // namespace
 
 std::vector<nl::device_config> nlohmann_records(std::size_t count) {
     std::vector<nl::device_config> records(count);
+    nlohmann::json const vendor = nlohmann::json::parse(vendor_settings);
     for (std::size_t i = 0; i < count; ++i) {
         nl::device_config& c = records[i];
         c.name = "hall-sensor-" + std::to_string(i);
@@ -41,6 +47,7 @@ std::vector<nl::device_config> nlohmann_records(std::size_t count) {
                            static_cast<std::uint32_t>(250 + i % 1000)};
         c.logging = static_cast<nl::verbosity>(i % 4);
         c.upload_interval_s = static_cast<std::uint32_t>(60 + i % 600);
+        c.vendor = vendor;
     }
     return records;
 }
@@ -48,6 +55,8 @@ std::vector<nl::device_config> nlohmann_records(std::size_t count) {
 std::vector<devcfg::device_config> tolvi_records(std::size_t count) {
     std::vector<devcfg::device_config> records(count);
     std::vector<nl::device_config> const source = nlohmann_records(count);
+    korvax::tolvi::opaque_json_block const vendor =
+        korvax::tolvi::opaque_json_block::from_string(vendor_settings);
     for (std::size_t i = 0; i < count; ++i) {
         nl::device_config const& s = source[i];
         devcfg::device_config& c = records[i];
@@ -68,6 +77,7 @@ std::vector<devcfg::device_config> tolvi_records(std::size_t count) {
         c.led = led;
         c.logging = static_cast<devcfg::verbosity>(s.logging);
         c.upload_interval_s = *s.upload_interval_s;
+        c.vendor = vendor;
     }
     return records;
 }

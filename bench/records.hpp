@@ -80,8 +80,10 @@ struct device_config {
     std::optional<status_led> led;
     verbosity logging = verbosity::error;
     std::optional<std::uint32_t> upload_interval_s;
+    std::optional<nlohmann::json> vendor; // carried as it is, like the demo's opaque block
     NLOHMANN_DEFINE_TYPE_INTRUSIVE(device_config, name, serial, provisioned_at_ms, wifi,
-                                   fallback_wifi, sensor_offsets, led, logging, upload_interval_s)
+                                   fallback_wifi, sensor_offsets, led, logging, upload_interval_s,
+                                   vendor)
 };
 
 } // namespace nl
