@@ -25,20 +25,14 @@ bool boolOf(Variant::Value const& v) noexcept {
     return first != 0;
 }
 
-// Deep copies, handed out only once complete; the end hint keeps the map copy linear.
+// Deep copies, handed out only once complete. The map copies the source tree's shape node for
+// node, with no key comparison and no rebalancing; the vector gets exactly the source's size.
 Variant::map_type* newMapCopy(Variant::map_type const& src) {
-    auto m = std::make_unique<Variant::map_type>();
-    for (auto const& entry : src) {
-        m->emplace_hint(m->end(), entry);
-    }
-    return m.release();
+    return new Variant::map_type(src);
 }
 
 Variant::vector_type* newVectorCopy(Variant::vector_type const& src) {
-    auto v = std::make_unique<Variant::vector_type>();
-    v->reserve(src.size());
-    v->assign(src.begin(), src.end());
-    return v.release();
+    return new Variant::vector_type(src);
 }
 
 struct json_releaser {
