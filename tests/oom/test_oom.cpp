@@ -340,7 +340,8 @@ char const* const configuration =
                            "mtu": 1400}],
         "sensor_offsets": {"temperature": -0.25, "humidity": 1.5, "pressure": 0.125},
         "led": {"pattern": "blink", "brightness": 40, "period_ms": 750},
-        "logging": "warning", "upload_interval_s": 300})";
+        "logging": "warning", "upload_interval_s": 300,
+        "vendor": {"modem": {"firmware": "4.2.1", "bands": [3, 7, 20]}}})";
 
 char const* const cloud_patch =
     R"({"wifi": {"band": "any", "static_ip": null},
