@@ -3,18 +3,22 @@
 // and repeats, and its fastest repetition counts (thread CPU time), which keeps the ratios
 // steady on a machine shared with other work. Prints one table and whether each target is met.
 //
-//     tolvi_bench [--data-dir=DIR] [--quick] [--published-only]
+//     tolvi_bench [--data-dir=DIR] [--quick] [--group=published|generated|scaling|records]
+//                 [--save=FILE | --load=FILE...]
 //                 [--peak-text-kb=N --peak-tolvi-kb=N --peak-jansson-kb=N]
 //                 [--armhf-tolvi-bytes=N --armhf-skrib-bytes=N --armhf-variant-size=N]
 //                 [--benchmark_...]
 //
-// scripts/bench.sh measures the peak memory and the armhf sizes and passes them in.
+// Without --group every group runs in this process. scripts/bench.sh runs each group in a process
+// of its own (--save), so that no group runs on a heap that another left fragmented, then prints
+// the table from the saved results (--load) with the peak memory and armhf sizes it measured.
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 #include <limits>
 #if defined(__GLIBC__)
@@ -48,8 +52,7 @@ constexpr std::size_t pretty_flags = JSON_INDENT(4) | JSON_SORT_KEYS | JSON_ENCO
 
 struct settings {
     std::string data_dir = TOLVI_BENCH_DATA_DIR;
-    bool quick = false;          // one short repetition, a 5 MB record array
-    bool published_only = false; // only the published documents' rows
+    bool quick = false; // one short repetition, a 5 MB record array
     long peak_text_kb = -1;
     long peak_tolvi_kb = -1;
     long peak_jansson_kb = -1;
@@ -59,6 +62,24 @@ struct settings {
 };
 
 // One document with everything the benchmarks start from, built once.
+// What the table needs of a document, kept apart from the document so that results saved by one
+// process can be printed by another.
+struct doc_info {
+    std::string group; // published, generated or scaling
+    std::string name;
+    std::size_t bytes = 0;
+    std::size_t nodes = 0;
+    std::size_t compact_bytes = 0;
+    std::size_t pretty_bytes = 0;
+    std::size_t equal_allocations = 0; // made by one operator== of the document and a copy
+};
+
+struct record_info {
+    std::size_t count = 0; // 0: the record benchmarks did not run
+    bool same_documents = false;
+    bool round_trips = false;
+};
+
 struct prepared {
     std::string name;
     std::string text;
@@ -183,6 +204,26 @@ void add_value_benchmarks(prepared const& d) {
     add("merge/nlohmann/" + d.name, [&j, jtarget] {
         jtarget->merge_patch(j);
         benchmark::DoNotOptimize(*jtarget);
+    });
+}
+
+// Time per byte: libtolvi and the Jansson floor only.
+void add_scaling_benchmarks(prepared const& d) {
+    std::string const& text = d.text;
+    Variant const& v = d.value;
+    json_t const* tree = d.tree;
+    add("parse/tolvi/" + d.name, [&text] { benchmark::DoNotOptimize(Variant::fromJson(text)); });
+    add("parse/jansson/" + d.name, [&text] {
+        json_error_t error;
+        json_t* t = json_loads(text.c_str(), parse_flags, &error);
+        benchmark::DoNotOptimize(t);
+        json_decref(t);
+    });
+    add("compact/tolvi/" + d.name, [&v] { benchmark::DoNotOptimize(v.toJson()); });
+    add("compact/jansson/" + d.name, [tree] {
+        char* t = json_dumps(tree, compact_flags);
+        benchmark::DoNotOptimize(t);
+        std::free(t);
     });
 }
 
@@ -348,14 +389,13 @@ std::string ratio_text(double r, char const* of) {
     return r > 0 ? fixed(r, 2) + " " + of : "n/a";
 }
 
-void text_rows(table& t, results const& r, prepared const& d, bool targeted) {
-    std::string const doc = d.name + " (" + size_text(d.text.size()) + ")";
+void text_rows(table& t, results const& r, doc_info const& d, bool targeted) {
+    std::string const doc = d.name + " (" + size_text(d.bytes) + ")";
     std::string const p = "parse/", c = "compact/", q = "pretty/";
     double const parse_ratio = r.ratio(p + "tolvi/" + d.name, p + "jansson/" + d.name);
-    t.row({"fromJson · json_loads · parse", doc, r.mbps(p + "tolvi/" + d.name, d.text.size()),
-           r.mbps(p + "jansson/" + d.name, d.text.size()),
-           r.mbps(p + "nlohmann/" + d.name, d.text.size()), ratio_text(parse_ratio, "t/J"),
-           targeted ? "t/J ≤ 1.15" : "",
+    t.row({"fromJson · json_loads · parse", doc, r.mbps(p + "tolvi/" + d.name, d.bytes),
+           r.mbps(p + "jansson/" + d.name, d.bytes), r.mbps(p + "nlohmann/" + d.name, d.bytes),
+           ratio_text(parse_ratio, "t/J"), targeted ? "t/J ≤ 1.15" : "",
            targeted && parse_ratio > 0 ? t.verdict(parse_ratio <= 1.15) : ""});
     double const dump_ratio = r.ratio(c + "tolvi/" + d.name, c + "jansson/" + d.name);
     t.row({"toJson · json_dumps 0x3A20 · dump()", doc,
@@ -371,7 +411,7 @@ void text_rows(table& t, results const& r, prepared const& d, bool targeted) {
            ratio_text(r.ratio(q + "tolvi/" + d.name, q + "jansson/" + d.name), "t/J"), "", ""});
 }
 
-void value_rows(table& t, results const& r, prepared const& d, std::size_t equal_allocations) {
+void value_rows(table& t, results const& r, doc_info const& d) {
     std::string const doc = d.name + " (" + std::to_string(d.nodes) + " nodes)";
     double const copy_ratio = r.ratio("copy/tolvi/" + d.name, "copy/nlohmann/" + d.name);
     t.row({"deep copy", doc, r.per_node("copy/tolvi/" + d.name, d.nodes), "",
@@ -380,16 +420,16 @@ void value_rows(table& t, results const& r, prepared const& d, std::size_t equal
     t.row({"operator==", doc, r.per_node("equal/tolvi/" + d.name, d.nodes), "",
            r.per_node("equal/nlohmann/" + d.name, d.nodes),
            ratio_text(r.ratio("equal/tolvi/" + d.name, "equal/nlohmann/" + d.name), "t/n") + ", " +
-               std::to_string(equal_allocations) + " alloc",
-           "0 alloc", t.verdict(equal_allocations == 0)});
+               std::to_string(d.equal_allocations) + " alloc",
+           "0 alloc", t.verdict(d.equal_allocations == 0)});
     t.row({"mergeWith · merge_patch", doc, r.per_node("merge/tolvi/" + d.name, d.nodes), "",
            r.per_node("merge/nlohmann/" + d.name, d.nodes),
            ratio_text(r.ratio("merge/tolvi/" + d.name, "merge/nlohmann/" + d.name), "t/n"), "",
            ""});
 }
 
-void record_rows(table& t, results const& r, record_data const& rec) {
-    std::string const what = std::to_string(rec.tolvi.size()) + " device configs";
+void record_rows(table& t, results const& r, record_info const& rec) {
+    std::string const what = std::to_string(rec.count) + " device configs";
     std::string const note = rec.same_documents && rec.round_trips ? "" : " (MISMATCH)";
     double const speedup = r.ratio("records_variant/nlohmann", "records_variant/tolvi");
     t.row({"records → Variant / json and back", what + note, r.ms("records_variant/tolvi"), "",
@@ -400,20 +440,20 @@ void record_rows(table& t, results const& r, record_data const& rec) {
            ratio_text(r.ratio("records_text/nlohmann", "records_text/tolvi"), "n/t"), "", ""});
 }
 
-void scaling_rows(table& t, results const& r, std::vector<prepared const*> const& sizes) {
+void scaling_rows(table& t, results const& r, std::vector<doc_info const*> const& sizes) {
     for (char const* kind : {"parse", "compact"}) {
         std::string const k = kind;
         double lo = std::numeric_limits<double>::max(), hi = 0;
-        for (prepared const* d : sizes) {
+        for (doc_info const* d : sizes) {
             double const tt = r.time(k + "/tolvi/" + d->name);
             if (tt > 0) {
-                double const per_byte = tt / static_cast<double>(d->text.size());
+                double const per_byte = tt / static_cast<double>(d->bytes);
                 lo = std::min(lo, per_byte);
                 hi = std::max(hi, per_byte);
             }
             t.row({k == "parse" ? "fromJson per byte" : "toJson per byte", d->name,
-                   r.per_byte(k + "/tolvi/" + d->name, d->text.size()),
-                   r.per_byte(k + "/jansson/" + d->name, d->text.size()), "",
+                   r.per_byte(k + "/tolvi/" + d->name, d->bytes),
+                   r.per_byte(k + "/jansson/" + d->name, d->bytes), "",
                    ratio_text(r.ratio(k + "/tolvi/" + d->name, k + "/jansson/" + d->name), "t/J"),
                    "", ""});
         }
@@ -450,6 +490,96 @@ void footprint_rows(table& t, settings const& s) {
            bytes(s.armhf_tolvi_bytes) + " · " + bytes(s.armhf_skrib_bytes), "", "", "", "", ""});
 }
 
+// ---- saved results: one process per group keeps each group's heap to itself ----
+
+void save(std::string const& path, std::vector<doc_info> const& docs, record_info const& rec,
+          std::map<std::string, double> const& best) {
+    std::ofstream out(path);
+    out.precision(17);
+    for (doc_info const& d : docs) {
+        out << "doc " << d.group << ' ' << d.name << ' ' << d.bytes << ' ' << d.nodes << ' '
+            << d.compact_bytes << ' ' << d.pretty_bytes << ' ' << d.equal_allocations << '\n';
+    }
+    if (rec.count > 0) {
+        out << "records " << rec.count << ' ' << rec.same_documents << ' ' << rec.round_trips
+            << '\n';
+    }
+    for (auto const& [name, seconds] : best) {
+        out << "time " << name << ' ' << seconds << '\n';
+    }
+}
+
+bool load(std::string const& path, std::vector<doc_info>& docs, record_info& rec,
+          std::map<std::string, double>& best) {
+    std::ifstream in(path);
+    if (!in) {
+        std::cerr << "tolvi_bench: cannot read " << path << '\n';
+        return false;
+    }
+    for (std::string kind; in >> kind;) {
+        if (kind == "doc") {
+            doc_info d;
+            in >> d.group >> d.name >> d.bytes >> d.nodes >> d.compact_bytes >> d.pretty_bytes >>
+                d.equal_allocations;
+            docs.push_back(d);
+        } else if (kind == "records") {
+            in >> rec.count >> rec.same_documents >> rec.round_trips;
+        } else if (kind == "time") {
+            std::string name;
+            double seconds = 0;
+            in >> name >> seconds;
+            best[name] = seconds;
+        }
+    }
+    return true;
+}
+
+void print_table(std::vector<doc_info> const& docs, record_info const& rec,
+                 std::map<std::string, double> const& best, settings const& s) {
+    results const r{best};
+    table t;
+    t.row({"Figure (libtolvi · Jansson · nlohmann)", "Document", "libtolvi", "Jansson", "nlohmann",
+           "Ratio", "Target", "Met"});
+    auto in_group = [&docs](char const* group) {
+        std::vector<doc_info const*> out;
+        for (doc_info const& d : docs) {
+            if (d.group == group) {
+                out.push_back(&d);
+            }
+        }
+        return out;
+    };
+    for (char const* group : {"published", "generated"}) {
+        for (doc_info const* d : in_group(group)) {
+            text_rows(t, r, *d, std::strcmp(group, "published") == 0);
+        }
+    }
+    for (char const* group : {"published", "generated"}) {
+        for (doc_info const* d : in_group(group)) {
+            value_rows(t, r, *d);
+        }
+    }
+    if (rec.count > 0) {
+        record_rows(t, r, rec);
+    }
+    // Time per byte from 1 MB to the large record array of the generated documents.
+    std::vector<doc_info const*> sizes = in_group("scaling");
+    for (doc_info const* d : in_group("generated")) {
+        if (d->name.compare(0, 8, "records-") == 0) {
+            sizes.push_back(d);
+        }
+    }
+    if (!sizes.empty()) {
+        scaling_rows(t, r, sizes);
+    }
+    footprint_rows(t, s);
+    t.print(std::cout);
+    std::cout << "\nTimes: fastest of the repetitions, thread CPU time. MB/s counts the input text "
+                 "for parsing and libtolvi's output text for printing. t = libtolvi, J = Jansson, "
+                 "n = nlohmann::json (time ratios).\n"
+              << "Targets met: " << t.met << " of " << t.targets << "\n";
+}
+
 // ---- main ----
 
 bool take_long(char const* arg, char const* prefix, long& out) {
@@ -458,6 +588,15 @@ bool take_long(char const* arg, char const* prefix, long& out) {
         return false;
     }
     out = std::strtol(arg + n, nullptr, 10);
+    return true;
+}
+
+bool take_text(char const* arg, char const* prefix, std::string& out) {
+    std::size_t const n = std::strlen(prefix);
+    if (std::strncmp(arg, prefix, n) != 0) {
+        return false;
+    }
+    out = arg + n;
     return true;
 }
 
@@ -472,19 +611,19 @@ int main(int argc, char** argv) {
     mallopt(M_TRIM_THRESHOLD, 1024 * 1024 * 1024);
 #endif
     settings s;
+    std::string group; // empty: every group
+    std::string save_to;
+    std::vector<std::string> load_from;
     std::vector<char*> args{argv[0]};
-    // Each benchmark runs its repetitions back to back after a warm-up, so that it measures its
-    // own steady state: how fast malloc serves a tree depends much on what was freed before.
-    std::vector<std::string> defaults = {
-        "--benchmark_repetitions=7", "--benchmark_min_warmup_time=0.2", "--benchmark_min_time=0.2"};
     for (int i = 1; i < argc; ++i) {
         char const* a = argv[i];
-        if (std::strncmp(a, "--data-dir=", 11) == 0) {
-            s.data_dir = a + 11;
+        std::string text;
+        if (take_text(a, "--data-dir=", s.data_dir) || take_text(a, "--group=", group) ||
+            take_text(a, "--save=", save_to)) {
+        } else if (take_text(a, "--load=", text)) {
+            load_from.push_back(text);
         } else if (std::strcmp(a, "--quick") == 0) {
             s.quick = true;
-        } else if (std::strcmp(a, "--published-only") == 0) {
-            s.published_only = true;
         } else if (take_long(a, "--peak-text-kb=", s.peak_text_kb) ||
                    take_long(a, "--peak-tolvi-kb=", s.peak_tolvi_kb) ||
                    take_long(a, "--peak-jansson-kb=", s.peak_jansson_kb) ||
@@ -495,6 +634,25 @@ int main(int argc, char** argv) {
             args.push_back(argv[i]);
         }
     }
+
+    std::vector<doc_info> docs;
+    record_info rec_info;
+    std::map<std::string, double> best;
+    if (!load_from.empty()) {
+        for (std::string const& path : load_from) {
+            if (!load(path, docs, rec_info, best)) {
+                return 1;
+            }
+        }
+        print_table(docs, rec_info, best, s);
+        return 0;
+    }
+    auto wanted = [&group](char const* g) { return group.empty() || group == g; };
+
+    // Each benchmark runs its repetitions back to back after a warm-up, so that it measures its
+    // own steady state: how fast malloc serves a tree depends much on what was freed before.
+    std::vector<std::string> defaults = {
+        "--benchmark_repetitions=7", "--benchmark_min_warmup_time=0.2", "--benchmark_min_time=0.2"};
     if (s.quick) {
         defaults = {"--benchmark_repetitions=1", "--benchmark_min_time=0.05"};
     }
@@ -510,26 +668,46 @@ int main(int argc, char** argv) {
         return 2;
     }
 
-    std::cerr << "tolvi_bench: preparing documents\n";
-    std::vector<std::unique_ptr<prepared>> published;
-    for (bench::document& d : bench::published_documents(s.data_dir)) {
-        published.push_back(prepare(d.name, std::move(d.text)));
-    }
+    std::cerr << "tolvi_bench: preparing documents" << (group.empty() ? "" : " (" + group + ")")
+              << "\n";
+    std::vector<std::unique_ptr<prepared>> prepared_docs;
+    auto keep = [&](char const* g, std::string name, std::string text) {
+        prepared_docs.push_back(prepare(std::move(name), std::move(text)));
+        prepared const& d = *prepared_docs.back();
+        doc_info info{g, d.name, d.text.size(), d.nodes, d.compact_bytes, d.pretty_bytes, 0};
+        if (std::strcmp(g, "scaling") != 0) {
+            add_text_benchmarks(d);
+            add_value_benchmarks(d);
+            Variant const other(d.value);
+            std::size_t const before = bench::allocation_count;
+            bool const same = d.value == other;
+            info.equal_allocations = bench::allocation_count - before;
+            if (!same) {
+                std::cerr << "tolvi_bench: a copy of " << d.name << " compares unequal\n";
+            }
+        } else {
+            add_scaling_benchmarks(d);
+        }
+        docs.push_back(info);
+    };
     std::size_t const mb = 1000 * 1000;
-    std::size_t const big = s.quick ? 5 * mb : 50 * mb;
-    std::vector<std::unique_ptr<prepared>> generated;
-    std::vector<std::unique_ptr<prepared>> scaling;
-    if (!s.published_only) {
-        generated.push_back(
-            prepare("records-" + std::to_string(big / mb) + "MB", bench::record_array(big)));
-        generated.push_back(prepare("map-100k", bench::wide_map(100000)));
-        generated.push_back(prepare("deep-2000", bench::deep_nesting(2000)));
-        scaling.push_back(prepare("records-1MB", bench::record_array(1 * mb)));
-        scaling.push_back(prepare("records-10MB", bench::record_array(10 * mb)));
+    if (wanted("published")) {
+        for (bench::document& d : bench::published_documents(s.data_dir)) {
+            keep("published", d.name, std::move(d.text));
+        }
     }
-
+    if (wanted("generated")) {
+        std::size_t const big = s.quick ? 5 * mb : 50 * mb;
+        keep("generated", "records-" + std::to_string(big / mb) + "MB", bench::record_array(big));
+        keep("generated", "map-100k", bench::wide_map(100000));
+        keep("generated", "deep-2000", bench::deep_nesting(2000));
+    }
+    if (wanted("scaling")) {
+        keep("scaling", "records-1MB", bench::record_array(1 * mb));
+        keep("scaling", "records-10MB", bench::record_array(10 * mb));
+    }
     record_data rec;
-    if (!s.published_only) {
+    if (wanted("records")) {
         rec.tolvi = bench::tolvi_records(10000);
         rec.nlohmann = bench::nlohmann_records(10000);
         // Both mappings must write the same document and read back what they wrote.
@@ -543,80 +721,21 @@ int main(int argc, char** argv) {
         if (!rec.same_documents || !rec.round_trips) {
             std::cerr << "tolvi_bench: the two record mappings disagree\n";
         }
-    }
-
-    std::vector<std::size_t> equal_allocations;
-    for (auto const* group : {&published, &generated}) {
-        for (auto const& d : *group) {
-            add_text_benchmarks(*d);
-            add_value_benchmarks(*d);
-            Variant const other(d->value);
-            std::size_t const before = bench::allocation_count;
-            bool const same = d->value == other;
-            equal_allocations.push_back(bench::allocation_count - before);
-            if (!same) {
-                std::cerr << "tolvi_bench: a copy of " << d->name << " compares unequal\n";
-            }
-        }
-    }
-    for (auto const& d : scaling) {
-        std::string const& text = d->text;
-        Variant const& v = d->value;
-        json_t const* tree = d->tree;
-        add("parse/tolvi/" + d->name,
-            [&text] { benchmark::DoNotOptimize(Variant::fromJson(text)); });
-        add("parse/jansson/" + d->name, [&text] {
-            json_error_t error;
-            json_t* t = json_loads(text.c_str(), parse_flags, &error);
-            benchmark::DoNotOptimize(t);
-            json_decref(t);
-        });
-        add("compact/tolvi/" + d->name, [&v] { benchmark::DoNotOptimize(v.toJson()); });
-        add("compact/jansson/" + d->name, [tree] {
-            char* t = json_dumps(tree, compact_flags);
-            benchmark::DoNotOptimize(t);
-            std::free(t);
-        });
-    }
-    if (!s.published_only) {
         add_record_benchmarks(rec);
+        rec_info = {rec.tolvi.size(), rec.same_documents, rec.round_trips};
     }
 
-    std::cerr << "tolvi_bench: running (a few minutes; the table follows)\n";
+    std::cerr << "tolvi_bench: running\n";
     collector c;
     benchmark::RunSpecifiedBenchmarks(&c);
+    if (save_to.empty()) {
+        print_table(docs, rec_info, c.best, s);
+    } else {
+        save(save_to, docs, rec_info, c.best);
+    }
 
-    results const r{c.best};
-    table t;
-    t.row({"Figure (libtolvi · Jansson · nlohmann)", "Document", "libtolvi", "Jansson", "nlohmann",
-           "Ratio", "Target", "Met"});
-    std::size_t i = 0;
-    for (auto const& d : published) {
-        text_rows(t, r, *d, true);
-    }
-    for (auto const& d : generated) {
-        text_rows(t, r, *d, false);
-    }
-    for (auto const* group : {&published, &generated}) {
-        for (auto const& d : *group) {
-            value_rows(t, r, *d, equal_allocations[i++]);
-        }
-    }
-    if (!s.published_only) {
-        record_rows(t, r, rec);
-        scaling_rows(t, r, {scaling[0].get(), scaling[1].get(), generated[0].get()});
-    }
-    footprint_rows(t, s);
-    t.print(std::cout);
-    std::cout << "\nTimes: fastest of the repetitions, thread CPU time. MB/s counts the input text "
-                 "for parsing and libtolvi's output text for printing. t = libtolvi, J = Jansson, "
-                 "n = nlohmann::json (time ratios).\n"
-              << "Targets met: " << t.met << " of " << t.targets << "\n";
-
-    for (auto const* group : {&published, &generated, &scaling}) {
-        for (auto const& d : *group) {
-            json_decref(d->tree);
-        }
+    for (auto const& d : prepared_docs) {
+        json_decref(d->tree);
     }
     benchmark::Shutdown();
     return 0;
