@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 #include <limits>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -23,6 +23,39 @@ bool boolOf(Variant::Value const& v) noexcept {
     unsigned char first;
     std::memcpy(&first, &v, 1);
     return first != 0;
+}
+
+// The recursion behind ==, kept file-local so that its calls bind directly and inline, and
+// lists are walked in one loop without a call per element.
+bool sameValue(Variant const& a, Variant const& b) noexcept {
+    if (a.type != b.type) {
+        return false;
+    }
+    switch (a.type) {
+    case Variant::Integer:
+        return a.value.intValue == b.value.intValue;
+    case Variant::Double:
+        return a.value.doubleValue == b.value.doubleValue;
+    case Variant::String:
+        return *a.value.stringValue == *b.value.stringValue;
+    case Variant::Boolean:
+        return boolOf(a.value) == boolOf(b.value);
+    case Variant::Map: {
+        auto const& x = *a.value.mapValue;
+        auto const& y = *b.value.mapValue;
+        return x.size() == y.size() &&
+               std::equal(x.begin(), x.end(), y.begin(), [](auto const& p, auto const& q) {
+                   return p.first == q.first && sameValue(p.second, q.second);
+               });
+    }
+    case Variant::Vector: {
+        auto const& x = *a.value.vectorValue;
+        auto const& y = *b.value.vectorValue;
+        return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin(), sameValue);
+    }
+    default:
+        return true;
+    }
 }
 
 // Deep copies, handed out only once complete. The map copies the source tree's shape node for
@@ -50,24 +83,33 @@ constexpr std::size_t pretty_flags = JSON_INDENT(4) | JSON_SORT_KEYS | JSON_ENCO
 static_assert(parse_flags == 4 && compact_flags == 0x3A20 && pretty_flags == 0x284,
               "Jansson flag values");
 
-// Jansson's test of text: well-formed UTF-8, so no overlong forms, no surrogates and nothing
-// past U+10FFFF. Done here once, so that Jansson's unchecked constructors skip their own slower
-// pass and a second strlen; ASCII goes eight bytes at a time.
-bool isUtf8(char const* text, std::size_t n) noexcept {
+constexpr std::size_t not_utf8 = static_cast<std::size_t>(-1);
+
+// The length of `text` up to its first NUL (where Jansson takes text to end), or not_utf8 unless
+// those bytes are well-formed UTF-8 as Jansson tests it: no overlong forms, no surrogates, nothing
+// past U+10FFFF. One pass does both, so that Jansson's unchecked constructors skip their own
+// slower check and a second strlen; ASCII goes eight bytes at a time.
+std::size_t utf8Length(char const* text, std::size_t n) noexcept {
     auto const* s = reinterpret_cast<unsigned char const*>(text);
+    constexpr std::uint64_t ones = 0x0101010101010101u;
+    constexpr std::uint64_t highs = 0x8080808080808080u;
     std::size_t i = 0;
     while (i < n) {
-        if (n - i >= 8) {
-            std::uint64_t word;
-            std::memcpy(&word, s + i, 8);
-            if ((word & 0x8080808080808080u) == 0) {
-                i += 8;
-                continue;
-            }
-        }
         unsigned char const c = s[i];
         if (c < 0x80) {
+            if (c == 0) {
+                return i;
+            }
             ++i;
+            // A run of ASCII goes eight bytes at a time: no high bit set and no zero byte.
+            while (n - i >= 8) {
+                std::uint64_t word;
+                std::memcpy(&word, s + i, 8);
+                if (((word | ((word - ones) & ~word)) & highs) != 0) {
+                    break;
+                }
+                i += 8;
+            }
             continue;
         }
         // The lead byte fixes the length and the range of the second byte.
@@ -85,19 +127,19 @@ bool isUtf8(char const* text, std::size_t n) noexcept {
             low = c == 0xF0 ? 0x90 : 0x80;
             high = c == 0xF4 ? 0x8F : 0xBF;
         } else {
-            return false;
+            return not_utf8;
         }
         if (n - i < length || s[i + 1] < low || s[i + 1] > high) {
-            return false;
+            return not_utf8;
         }
         for (std::size_t k = 2; k < length; ++k) {
             if ((s[i + k] & 0xC0) != 0x80) {
-                return false;
+                return not_utf8;
             }
         }
         i += length;
     }
-    return true;
+    return n;
 }
 
 // json_object_set_new without its key check and strlen: the caller has checked the key.
@@ -108,6 +150,322 @@ void setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
     (void)n;
     json_object_set_new_nocheck(object, key, value);
 #endif
+}
+
+// Builds a Jansson tree from a Variant. For printing, values that recur in one document are
+// built once and shared: integers and short strings (counts, ids, names of states), empty lists
+// and maps, and small maps and lists of such values. Jansson counts references, and a shared
+// node prints as a copy would; each repeat saves its allocations, frees and checks. A tree handed
+// to the caller shares nothing, since the caller may change its nodes. The cache starts only
+// after a few dozen values, so small values never pay for it, and grows with the number of
+// distinct values.
+class treeBuilder {
+public:
+    explicit treeBuilder(bool share) noexcept : share_(share) {}
+    treeBuilder(treeBuilder const&) = delete;
+    treeBuilder& operator=(treeBuilder const&) = delete;
+    ~treeBuilder() { release(); }
+
+    json_t* build(Variant const& v);
+
+private:
+    enum class kind : std::uint32_t { none, integer, string, container };
+    struct slot {
+        std::uint64_t hash;
+        kind what;
+        void const* source; // the string's bytes or the container's Variant, in the document
+        std::size_t size;
+        std::int64_t integer;
+        json_t* node; // the cache's own reference
+    };
+
+    static constexpr std::size_t start_after = 64; // values built before the cache starts
+    static constexpr std::size_t first_slots = 256;
+    static constexpr std::size_t most_slots = 4096;
+    static constexpr std::size_t longest_shared = 64;     // longer strings rarely repeat
+    static constexpr std::size_t most_shared_entries = 8; // larger containers rarely repeat
+
+    static std::uint64_t mix(std::uint64_t h) noexcept {
+        h ^= h >> 29;
+        h *= 0xBF58476D1CE4E5B9u;
+        return h ^ (h >> 32);
+    }
+    static std::uint64_t hashOf(char const* text, std::size_t size) noexcept;
+    static bool smallHash(Variant const& v, std::uint64_t& hash) noexcept;
+    static bool sameSmall(Variant const& a, Variant const& b) noexcept;
+
+    json_t* integer(std::int64_t value);
+    json_t* string(std::string const& s);
+    json_t* container(Variant const& v);
+    json_t* empty(json_t*& node, json_t* (*make)());
+    slot* find(std::uint64_t hash) noexcept;
+    json_t* keep(slot* s, json_t* node, slot const& key) noexcept;
+    void release() noexcept;
+
+    bool const share_;
+    std::unique_ptr<slot[]> slots_;
+    std::size_t size_ = 0;   // slots in the table
+    std::size_t seen_ = 0;   // values built before the cache started
+    std::size_t misses_ = 0; // new values kept since the table was made
+    json_t* empty_array_ = nullptr;
+    json_t* empty_object_ = nullptr;
+};
+
+std::uint64_t treeBuilder::hashOf(char const* text, std::size_t size) noexcept {
+    std::uint64_t h = size;
+    std::size_t i = 0;
+    for (; i + 8 <= size; i += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, text + i, 8);
+        h = mix(h ^ word) + i;
+    }
+    std::uint64_t tail = 0;
+    std::memcpy(&tail, text + i, size - i);
+    return mix(h ^ tail ^ 0x9E3779B97F4A7C15u);
+}
+
+// The hash of a small container of scalars and empty containers; false for any other value.
+bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash) noexcept {
+    auto scalar = [](Variant const& e, std::uint64_t& h) {
+        std::uint64_t bits = 0;
+        switch (e.type) {
+        case Variant::Integer:
+        case Variant::Double:
+            std::memcpy(&bits, &e.value, 8);
+            break;
+        case Variant::String:
+            if (e.value.stringValue->size() > longest_shared) {
+                return false;
+            }
+            bits = hashOf(e.value.stringValue->data(), e.value.stringValue->size());
+            break;
+        case Variant::Boolean:
+            bits = boolOf(e.value);
+            break;
+        case Variant::Map:
+            if (!e.value.mapValue->empty()) {
+                return false;
+            }
+            break;
+        case Variant::Vector:
+            if (!e.value.vectorValue->empty()) {
+                return false;
+            }
+            break;
+        default:
+            break;
+        }
+        h = mix(h ^ bits ^ static_cast<std::uint64_t>(e.type) << 56);
+        return true;
+    };
+    std::uint64_t h = static_cast<std::uint64_t>(v.type);
+    if (v.type == Variant::Map) {
+        if (v.value.mapValue->size() > most_shared_entries) {
+            return false;
+        }
+        for (auto const& entry : *v.value.mapValue) {
+            if (entry.first.size() > longest_shared) {
+                return false;
+            }
+            h = mix(h + hashOf(entry.first.data(), entry.first.size()));
+            if (!scalar(entry.second, h)) {
+                return false;
+            }
+        }
+    } else {
+        if (v.value.vectorValue->size() > most_shared_entries) {
+            return false;
+        }
+        for (Variant const& element : *v.value.vectorValue) {
+            if (!scalar(element, h)) {
+                return false;
+            }
+        }
+    }
+    hash = h;
+    return true;
+}
+
+// Equal as printed text: unlike ==, 0.0 and -0.0 differ, as do Integer 1 and Double 1.0.
+bool treeBuilder::sameSmall(Variant const& a, Variant const& b) noexcept {
+    auto same = [](Variant const& x, Variant const& y) {
+        if (x.type != y.type) {
+            return false;
+        }
+        switch (x.type) {
+        case Variant::Integer:
+        case Variant::Double:
+            return std::memcmp(&x.value, &y.value, 8) == 0;
+        case Variant::String:
+            return *x.value.stringValue == *y.value.stringValue;
+        case Variant::Boolean:
+            return boolOf(x.value) == boolOf(y.value);
+        default: // Null, or a container that smallHash let through: empty
+            return true;
+        }
+    };
+    if (a.type != b.type) {
+        return false;
+    }
+    if (a.type == Variant::Map) {
+        auto const& x = *a.value.mapValue;
+        auto const& y = *b.value.mapValue;
+        return x.size() == y.size() &&
+               std::equal(x.begin(), x.end(), y.begin(), [&same](auto const& p, auto const& q) {
+                   return p.first == q.first && same(p.second, q.second);
+               });
+    }
+    auto const& x = *a.value.vectorValue;
+    auto const& y = *b.value.vectorValue;
+    return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin(), same);
+}
+
+treeBuilder::slot* treeBuilder::find(std::uint64_t hash) noexcept {
+    if (!share_) {
+        return nullptr;
+    }
+    if (!slots_) {
+        if (++seen_ < start_after) {
+            return nullptr;
+        }
+        size_ = first_slots;
+        slots_.reset(new (std::nothrow) slot[size_]());
+        if (!slots_) {
+            size_ = 0;
+            seen_ = 0; // no room for a cache: try again later
+            return nullptr;
+        }
+    } else if (misses_ > 2 * size_ && size_ < most_slots) {
+        // Many distinct values: a larger table keeps more of them.
+        std::unique_ptr<slot[]> larger(new (std::nothrow) slot[size_ * 4]());
+        if (larger) {
+            release();
+            slots_ = std::move(larger);
+            size_ *= 4;
+            misses_ = 0;
+        }
+    }
+    return &slots_[hash & (size_ - 1)];
+}
+
+// Puts a newly built node in the slot, in place of the value there before.
+json_t* treeBuilder::keep(slot* s, json_t* node, slot const& key) noexcept {
+    if (s == nullptr || node == nullptr) {
+        return node;
+    }
+    ++misses_;
+    if (s->node != nullptr) {
+        json_decref(s->node);
+    }
+    *s = key;
+    s->node = json_incref(node);
+    return node;
+}
+
+void treeBuilder::release() noexcept {
+    for (std::size_t i = 0; i < size_; ++i) {
+        if (slots_[i].node != nullptr) {
+            json_decref(slots_[i].node);
+            slots_[i].node = nullptr;
+        }
+    }
+    json_decref(empty_array_);
+    json_decref(empty_object_);
+    empty_array_ = empty_object_ = nullptr;
+}
+
+json_t* treeBuilder::integer(std::int64_t value) {
+    std::uint64_t const hash = mix(static_cast<std::uint64_t>(value));
+    slot* const s = find(hash);
+    if (s != nullptr && s->node != nullptr && s->what == kind::integer && s->integer == value) {
+        return json_incref(s->node);
+    }
+    return keep(s, json_integer(static_cast<json_int_t>(value)),
+                slot{hash, kind::integer, nullptr, 0, value, nullptr});
+}
+
+json_t* treeBuilder::string(std::string const& text) {
+    // Jansson takes the text up to its first NUL and refuses it unless it is UTF-8.
+    std::size_t const n = utf8Length(text.data(), text.size());
+    if (n == not_utf8) {
+        return nullptr;
+    }
+    if (!share_ || n > longest_shared) {
+        return json_stringn_nocheck(text.data(), n);
+    }
+    std::uint64_t const hash = hashOf(text.data(), n);
+    slot* const s = find(hash);
+    if (s != nullptr && s->node != nullptr && s->what == kind::string && s->hash == hash &&
+        s->size == n && std::memcmp(s->source, text.data(), n) == 0) {
+        return json_incref(s->node);
+    }
+    // The document outlives the builder, so the slot may point into its text.
+    return keep(s, json_stringn_nocheck(text.data(), n),
+                slot{hash, kind::string, text.data(), n, 0, nullptr});
+}
+
+json_t* treeBuilder::empty(json_t*& node, json_t* (*make)()) {
+    if (node == nullptr) {
+        node = make();
+    }
+    return node != nullptr ? json_incref(node) : nullptr;
+}
+
+json_t* treeBuilder::container(Variant const& v) {
+    json_ptr node(v.type == Variant::Map ? json_object() : json_array());
+    if (!node) {
+        return nullptr;
+    }
+    if (v.type == Variant::Map) {
+        // A refused key or value leaves its member out; the value of a refused key need not be
+        // built at all.
+        for (auto const& entry : *v.value.mapValue) {
+            std::size_t const n = utf8Length(entry.first.data(), entry.first.size());
+            if (n != not_utf8) {
+                setMember(node.get(), entry.first.data(), n, build(entry.second));
+            }
+        }
+    } else {
+        for (auto const& element : *v.value.vectorValue) {
+            json_array_append_new(node.get(), build(element));
+        }
+    }
+    return node.release();
+}
+
+json_t* treeBuilder::build(Variant const& v) {
+    switch (v.type) {
+    case Variant::Integer:
+        return integer(v.value.intValue);
+    case Variant::Double:
+        return json_real(v.value.doubleValue);
+    case Variant::String:
+        return string(*v.value.stringValue);
+    case Variant::Boolean:
+        return boolOf(v.value) ? json_true() : json_false();
+    case Variant::Map:
+    case Variant::Vector: {
+        if (!share_) {
+            return container(v);
+        }
+        bool const map = v.type == Variant::Map;
+        if (map ? v.value.mapValue->empty() : v.value.vectorValue->empty()) {
+            return map ? empty(empty_object_, json_object) : empty(empty_array_, json_array);
+        }
+        std::uint64_t hash;
+        if (!smallHash(v, hash)) {
+            return container(v);
+        }
+        slot* const s = find(hash);
+        if (s != nullptr && s->node != nullptr && s->what == kind::container && s->hash == hash &&
+            sameSmall(*static_cast<Variant const*>(s->source), v)) {
+            return json_incref(s->node);
+        }
+        return keep(s, container(v), slot{hash, kind::container, &v, 0, 0, nullptr});
+    }
+    default:
+        return json_null();
+    }
 }
 
 // Converts a parsed tree into a Variant; the tree is left as it is. One converter serves the
@@ -236,44 +594,57 @@ std::string parseErrorReport(std::string const& text, json_error_t const& error)
     return report;
 }
 
-// Jansson prints straight into the result: no buffer of its own, no copy of the text. An
-// exception from the string (out of memory) cannot cross Jansson's C frames, so it is carried
-// over them and thrown again once Jansson has returned.
+// Jansson hands the text over in small pieces (a bracket, a key, a number), so the sink must be
+// cheap per call: a plain buffer that realloc grows, often in place, copied once at the end.
 struct text_sink {
-    std::string text;
-    std::exception_ptr failure;
+    char* text = nullptr;
+    std::size_t used = 0;
+    std::size_t capacity = 0;
+    bool failed = false;
+
+    text_sink() = default;
+    text_sink(text_sink const&) = delete;
+    text_sink& operator=(text_sink const&) = delete;
+    ~text_sink() { std::free(text); }
 
     static int append(char const* buffer, std::size_t size, void* data) {
         auto* sink = static_cast<text_sink*>(data);
-        // Jansson goes on after some failed writes (of keys): after one, write nothing more.
-        if (sink->failure) {
-            return -1;
+        if (sink->capacity - sink->used < size) {
+            // Jansson goes on after some failed writes (of keys): after one, take nothing more.
+            if (sink->failed || !sink->grow(size)) {
+                sink->failed = true;
+                return -1;
+            }
         }
-        try {
-            sink->text.append(buffer, size);
-            return 0;
-        } catch (...) {
-            sink->failure = std::current_exception();
-            return -1;
+        std::memcpy(sink->text + sink->used, buffer, size);
+        sink->used += size;
+        return 0;
+    }
+
+    bool grow(std::size_t size) noexcept {
+        std::size_t const wanted = std::max<std::size_t>({2 * capacity, used + size, 256});
+        char* const larger = static_cast<char*>(std::realloc(text, wanted));
+        if (larger == nullptr) {
+            return false;
         }
+        text = larger;
+        capacity = wanted;
+        return true;
     }
 };
 
 std::string dump(Variant const& v, std::size_t flags) {
-    json_ptr const tree(toJansson(v));
+    json_ptr const tree(treeBuilder(true).build(v));
     if (!tree) {
         return std::string();
     }
     text_sink sink;
     int const status = json_dump_callback(tree.get(), &text_sink::append, &sink, flags);
-    if (sink.failure) {
-        std::rethrow_exception(sink.failure);
+    if (sink.failed) {
+        throw std::bad_alloc();
     }
-    if (status != 0) {
-        // Jansson gave up part way: no text rather than half of it.
-        sink.text.clear();
-    }
-    return std::move(sink.text);
+    // Jansson gave up part way: no text rather than half of it.
+    return status == 0 && sink.used > 0 ? std::string(sink.text, sink.used) : std::string();
 }
 
 // A copy of `s` in which maps, at every depth reached through maps, lose their Null entries.
@@ -431,6 +802,7 @@ Variant& Variant::operator=(Variant const& other) {
     }
     // The new payload is complete before the old one goes, which may hold `other`.
     Value fresh;
+    fresh.intValue = 0; // a Null copies no payload, but the union is still copied whole
     fresh.copy_construct(other.type, other.value);
     Type const fresh_type = other.type;
     value.destruct(type);
@@ -513,26 +885,7 @@ bool Variant::set(std::string const& key, Variant const& v) {
 // ---- equality and merge ----
 
 bool operator==(Variant const& a, Variant const& b) noexcept {
-    if (a.type != b.type) {
-        return false;
-    }
-    switch (a.type) {
-    case Variant::Null:
-        return true;
-    case Variant::Integer:
-        return a.value.intValue == b.value.intValue;
-    case Variant::Double:
-        return a.asDouble() == b.asDouble();
-    case Variant::String:
-        return *a.value.stringValue == *b.value.stringValue;
-    case Variant::Boolean:
-        return boolOf(a.value) == boolOf(b.value);
-    case Variant::Map:
-        return *a.value.mapValue == *b.value.mapValue;
-    case Variant::Vector:
-        return *a.value.vectorValue == *b.value.vectorValue;
-    }
-    return true;
+    return sameValue(a, b);
 }
 
 bool Variant::mergeWith(Variant const& other) {
@@ -559,46 +912,7 @@ char const* jsonTypeName(Variant::Type t) noexcept {
 // ---- JSON text ----
 
 json_t* toJansson(Variant const& v) {
-    switch (v.type) {
-    case Variant::Integer:
-        return json_integer(static_cast<json_int_t>(v.value.intValue));
-    case Variant::Double:
-        return json_real(v.value.doubleValue);
-    case Variant::String: {
-        // Jansson takes the text up to its first NUL and refuses it unless it is UTF-8.
-        std::string const& s = *v.value.stringValue;
-        std::size_t const n = std::strlen(s.c_str());
-        return isUtf8(s.data(), n) ? json_stringn_nocheck(s.data(), n) : nullptr;
-    }
-    case Variant::Boolean:
-        return boolOf(v.value) ? json_true() : json_false();
-    case Variant::Map: {
-        json_ptr object(json_object());
-        if (object) {
-            // A refused key or value leaves its member out; the value of a refused key need not
-            // be built at all.
-            for (auto const& entry : *v.value.mapValue) {
-                char const* const key = entry.first.c_str();
-                std::size_t const n = std::strlen(key);
-                if (isUtf8(key, n)) {
-                    setMember(object.get(), key, n, toJansson(entry.second));
-                }
-            }
-        }
-        return object.release();
-    }
-    case Variant::Vector: {
-        json_ptr array(json_array());
-        if (array) {
-            for (auto const& element : *v.value.vectorValue) {
-                json_array_append_new(array.get(), toJansson(element));
-            }
-        }
-        return array.release();
-    }
-    default:
-        return json_null();
-    }
+    return treeBuilder(false).build(v);
 }
 
 Variant Variant::fromJson(std::string const& text) {
