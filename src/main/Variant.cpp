@@ -468,18 +468,20 @@ json_t* treeBuilder::build(Variant const& v) {
     }
 }
 
-// Converts a parsed tree into a Variant; the tree is left as it is. One converter serves the
-// whole tree, so sorting the members of its objects costs no allocation per object.
+// Converts a freshly parsed tree into a Variant and empties each object and array of it once
+// converted, so that the parsed tree shrinks as the Variant grows: the two are never both whole
+// in memory, and the blocks freed are reused at once. One converter serves the whole tree, so
+// sorting the members of its objects costs no allocation per object.
 class treeConverter {
 public:
-    Variant convert(json_t const* node);
+    Variant convert(json_t* node);
 
 private:
     struct member {
         std::uint64_t head; // the first 8 bytes of the key, big-endian, zero-padded
         char const* key;
         std::size_t size;
-        json_t const* value;
+        json_t* value;
     };
 
     static std::uint64_t headOf(char const* key, std::size_t size) noexcept {
@@ -513,7 +515,7 @@ Variant treeConverter::convertObject(json_t* object) {
     for (void* it = json_object_iter(object); it != nullptr;
          it = json_object_iter_next(object, it)) {
         char const* key = json_object_iter_key(it);
-        json_t const* value = json_object_iter_value(it);
+        json_t* value = json_object_iter_value(it);
         if (key == nullptr || value == nullptr) {
             break;
         }
@@ -535,13 +537,12 @@ Variant treeConverter::convertObject(json_t* object) {
                        std::forward_as_tuple(convert(p.value)));
     }
     pending_.resize(first);
+    json_object_clear(object); // the keys are copied, the values converted
     return out;
 }
 
-Variant treeConverter::convert(json_t const* node) {
-    // Jansson's read accessors take non-const nodes but do not modify them.
-    json_t* n = const_cast<json_t*>(node);
-    switch (json_typeof(node)) {
+Variant treeConverter::convert(json_t* n) {
+    switch (json_typeof(n)) {
     case JSON_OBJECT:
         return convertObject(n);
     case JSON_ARRAY: {
@@ -552,6 +553,7 @@ Variant treeConverter::convert(json_t const* node) {
         for (std::size_t i = 0; i < size; ++i) {
             v.push_back(convert(json_array_get(n, i)));
         }
+        json_array_clear(n);
         return out;
     }
     case JSON_STRING: {
