@@ -153,12 +153,12 @@ void setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
 }
 
 // Builds a Jansson tree from a Variant. For printing, values that recur in one document are
-// built once and shared: integers and short strings (counts, ids, names of states), empty lists
-// and maps, and small maps and lists of such values. Jansson counts references, and a shared
-// node prints as a copy would; each repeat saves its allocations, frees and checks. A tree handed
-// to the caller shares nothing, since the caller may change its nodes. The cache starts only
-// after a few dozen values, so small values never pay for it, and grows with the number of
-// distinct values.
+// built once and shared: integers and strings (counts, ids, names of states, links), and small
+// maps and lists (empty ones, and those of at most 8 values in all at any depth). Jansson counts
+// references, and a shared node prints as a copy would; each repeat saves its allocations, frees
+// and checks. A tree handed to the caller shares nothing, since the caller may change its nodes.
+// The cache starts only after a few dozen values, so small values never pay for it, and grows with
+// the number of distinct values.
 class treeBuilder {
 public:
     explicit treeBuilder(bool share) noexcept : share_(share) {}
@@ -182,8 +182,9 @@ private:
     static constexpr std::size_t start_after = 64; // values built before the cache starts
     static constexpr std::size_t first_slots = 256;
     static constexpr std::size_t most_slots = 4096;
-    static constexpr std::size_t longest_shared = 64;     // longer strings rarely repeat
-    static constexpr std::size_t most_shared_entries = 8; // larger containers rarely repeat
+    static constexpr std::size_t longest_shared = 1024;  // longer strings rarely repeat
+    static constexpr std::size_t longest_key = 64;       // of the strings in a shared container
+    static constexpr std::size_t most_shared_values = 8; // larger containers rarely repeat
 
     static std::uint64_t mix(std::uint64_t h) noexcept {
         h ^= h >> 29;
@@ -191,7 +192,7 @@ private:
         return h ^ (h >> 32);
     }
     static std::uint64_t hashOf(char const* text, std::size_t size) noexcept;
-    static bool smallHash(Variant const& v, std::uint64_t& hash) noexcept;
+    static bool smallHash(Variant const& v, std::uint64_t& hash, std::size_t& budget) noexcept;
     static bool sameSmall(Variant const& a, Variant const& b) noexcept;
 
     json_t* integer(std::int64_t value);
@@ -224,100 +225,88 @@ std::uint64_t treeBuilder::hashOf(char const* text, std::size_t size) noexcept {
     return mix(h ^ tail ^ 0x9E3779B97F4A7C15u);
 }
 
-// The hash of a small container of scalars and empty containers; false for any other value.
-bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash) noexcept {
-    auto scalar = [](Variant const& e, std::uint64_t& h) {
-        std::uint64_t bits = 0;
-        switch (e.type) {
-        case Variant::Integer:
-        case Variant::Double:
-            std::memcpy(&bits, &e.value, 8);
-            break;
-        case Variant::String:
-            if (e.value.stringValue->size() > longest_shared) {
-                return false;
-            }
-            bits = hashOf(e.value.stringValue->data(), e.value.stringValue->size());
-            break;
-        case Variant::Boolean:
-            bits = boolOf(e.value);
-            break;
-        case Variant::Map:
-            if (!e.value.mapValue->empty()) {
-                return false;
-            }
-            break;
-        case Variant::Vector:
-            if (!e.value.vectorValue->empty()) {
-                return false;
-            }
-            break;
-        default:
-            break;
+// Hashes `v` into `hash` if it is small enough to share: a scalar, or a container of at most
+// `budget` values in all, at any depth, none of them a long string. False for anything larger.
+bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& budget) noexcept {
+    if (budget == 0) {
+        return false;
+    }
+    --budget;
+    std::uint64_t bits = 0;
+    switch (v.type) {
+    case Variant::Integer:
+    case Variant::Double:
+        std::memcpy(&bits, &v.value, 8);
+        break;
+    case Variant::String:
+        if (v.value.stringValue->size() > longest_key) {
+            return false;
         }
-        h = mix(h ^ bits ^ static_cast<std::uint64_t>(e.type) << 56);
-        return true;
-    };
-    std::uint64_t h = static_cast<std::uint64_t>(v.type);
-    if (v.type == Variant::Map) {
-        if (v.value.mapValue->size() > most_shared_entries) {
+        bits = hashOf(v.value.stringValue->data(), v.value.stringValue->size());
+        break;
+    case Variant::Boolean:
+        bits = boolOf(v.value);
+        break;
+    case Variant::Map:
+        if (v.value.mapValue->size() > budget) {
             return false;
         }
         for (auto const& entry : *v.value.mapValue) {
-            if (entry.first.size() > longest_shared) {
+            if (entry.first.size() > longest_key) {
                 return false;
             }
-            h = mix(h + hashOf(entry.first.data(), entry.first.size()));
-            if (!scalar(entry.second, h)) {
+            hash = mix(hash + hashOf(entry.first.data(), entry.first.size()));
+            if (!smallHash(entry.second, hash, budget)) {
                 return false;
             }
         }
-    } else {
-        if (v.value.vectorValue->size() > most_shared_entries) {
+        break;
+    case Variant::Vector:
+        if (v.value.vectorValue->size() > budget) {
             return false;
         }
         for (Variant const& element : *v.value.vectorValue) {
-            if (!scalar(element, h)) {
+            if (!smallHash(element, hash, budget)) {
                 return false;
             }
         }
+        break;
+    default:
+        break;
     }
-    hash = h;
+    hash = mix(hash ^ bits ^ static_cast<std::uint64_t>(v.type) << 56);
     return true;
 }
 
 // Equal as printed text: unlike ==, 0.0 and -0.0 differ, as do Integer 1 and Double 1.0.
 bool treeBuilder::sameSmall(Variant const& a, Variant const& b) noexcept {
-    auto same = [](Variant const& x, Variant const& y) {
-        if (x.type != y.type) {
-            return false;
-        }
-        switch (x.type) {
-        case Variant::Integer:
-        case Variant::Double:
-            return std::memcmp(&x.value, &y.value, 8) == 0;
-        case Variant::String:
-            return *x.value.stringValue == *y.value.stringValue;
-        case Variant::Boolean:
-            return boolOf(x.value) == boolOf(y.value);
-        default: // Null, or a container that smallHash let through: empty
-            return true;
-        }
-    };
     if (a.type != b.type) {
         return false;
     }
-    if (a.type == Variant::Map) {
+    switch (a.type) {
+    case Variant::Integer:
+    case Variant::Double:
+        return std::memcmp(&a.value, &b.value, 8) == 0;
+    case Variant::String:
+        return *a.value.stringValue == *b.value.stringValue;
+    case Variant::Boolean:
+        return boolOf(a.value) == boolOf(b.value);
+    case Variant::Map: {
         auto const& x = *a.value.mapValue;
         auto const& y = *b.value.mapValue;
         return x.size() == y.size() &&
-               std::equal(x.begin(), x.end(), y.begin(), [&same](auto const& p, auto const& q) {
-                   return p.first == q.first && same(p.second, q.second);
+               std::equal(x.begin(), x.end(), y.begin(), [](auto const& p, auto const& q) {
+                   return p.first == q.first && sameSmall(p.second, q.second);
                });
     }
-    auto const& x = *a.value.vectorValue;
-    auto const& y = *b.value.vectorValue;
-    return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin(), same);
+    case Variant::Vector: {
+        auto const& x = *a.value.vectorValue;
+        auto const& y = *b.value.vectorValue;
+        return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin(), sameSmall);
+    }
+    default:
+        return true;
+    }
 }
 
 treeBuilder::slot* treeBuilder::find(std::uint64_t hash) noexcept {
@@ -452,8 +441,9 @@ json_t* treeBuilder::build(Variant const& v) {
         if (map ? v.value.mapValue->empty() : v.value.vectorValue->empty()) {
             return map ? empty(empty_object_, json_object) : empty(empty_array_, json_array);
         }
-        std::uint64_t hash;
-        if (!smallHash(v, hash)) {
+        std::uint64_t hash = 0;
+        std::size_t budget = most_shared_values + 1; // the container itself, and its values
+        if (!smallHash(v, hash, budget)) {
             return container(v);
         }
         slot* const s = find(hash);
