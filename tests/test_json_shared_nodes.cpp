@@ -26,7 +26,7 @@ Variant pool(unsigned i) {
     static Variant::map_type const small_map_other{{"a", 1.0}, {"b", "x"}};
     static Variant::map_type const small_map_negzero{{"a", -0.0}};
     static Variant::map_type const small_map_zero{{"a", 0.0}};
-    switch (i % 24) {
+    switch (i % 30) {
     case 0:
         return 1;
     case 1:
@@ -73,6 +73,14 @@ Variant pool(unsigned i) {
         return true;
     case 22:
         return Variant();
+    case 23:
+        return Variant::map_type{{"d", Variant::map_type{{"u", Variant::vector_type{}}}}};
+    case 24:
+        return Variant::map_type{{"d", Variant::map_type{{"u", Variant::vector_type{-0.0}}}}};
+    case 25:
+        return Variant::map_type{{"d", Variant::map_type{{"u", Variant::vector_type{0.0}}}}};
+    case 26:
+        return std::string(300, 'S');
     default:
         return static_cast<long long>(i % 7) - 3;
     }
