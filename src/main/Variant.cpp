@@ -154,11 +154,11 @@ void setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
 
 // Builds a Jansson tree from a Variant. For printing, values that recur in one document are
 // built once and shared: integers and strings (counts, ids, names of states, links), and small
-// maps and lists (empty ones, and those of at most 8 values in all at any depth). Jansson counts
-// references, and a shared node prints as a copy would; each repeat saves its allocations, frees
-// and checks. A tree handed to the caller shares nothing, since the caller may change its nodes.
-// The cache starts only after a few dozen values, so small values never pay for it, and grows with
-// the number of distinct values.
+// maps and lists (empty ones, and those of at most 8 values in all at any depth, none a Double).
+// Jansson counts references, and a shared node prints as a copy would; each repeat saves its
+// allocations, frees and checks. A tree handed to the caller shares nothing, since the caller may
+// change its nodes. The cache starts only after a few dozen values, so small values never pay for
+// it, and grows with the number of distinct values.
 class treeBuilder {
 public:
     explicit treeBuilder(bool share) noexcept : share_(share) {}
@@ -205,9 +205,11 @@ private:
 
     bool const share_;
     std::unique_ptr<slot[]> slots_;
-    std::size_t size_ = 0;   // slots in the table
-    std::size_t seen_ = 0;   // values built before the cache started
-    std::size_t misses_ = 0; // new values kept since the table was made
+    std::size_t size_ = 0;            // slots in the table
+    std::size_t seen_ = 0;            // values built before the cache started
+    std::size_t misses_ = 0;          // new values kept since the table was made
+    std::size_t container_tries_ = 0; // small containers looked up, and found
+    std::size_t container_hits_ = 0;
     json_t* empty_array_ = nullptr;
     json_t* empty_object_ = nullptr;
 };
@@ -225,8 +227,8 @@ std::uint64_t treeBuilder::hashOf(char const* text, std::size_t size) noexcept {
     return mix(h ^ tail ^ 0x9E3779B97F4A7C15u);
 }
 
-// Hashes `v` into `hash` if it is small enough to share: a scalar, or a container of at most
-// `budget` values in all, at any depth, none of them a long string. False for anything larger.
+// Hashes `v` into `hash` if it is worth sharing: a scalar other than a Double, or a container of
+// at most `budget` such values in all, at any depth, none of them a long string.
 bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& budget) noexcept {
     if (budget == 0) {
         return false;
@@ -235,9 +237,11 @@ bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& 
     std::uint64_t bits = 0;
     switch (v.type) {
     case Variant::Integer:
-    case Variant::Double:
-        std::memcpy(&bits, &v.value, 8);
+        bits = static_cast<std::uint64_t>(v.value.intValue);
         break;
+    case Variant::Double:
+        // Measurements and coordinates: lists of them hardly ever repeat exactly.
+        return false;
     case Variant::String:
         if (v.value.stringValue->size() > longest_key) {
             return false;
@@ -278,15 +282,14 @@ bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& 
     return true;
 }
 
-// Equal as printed text: unlike ==, 0.0 and -0.0 differ, as do Integer 1 and Double 1.0.
+// Equal as printed text, for the values smallHash takes.
 bool treeBuilder::sameSmall(Variant const& a, Variant const& b) noexcept {
     if (a.type != b.type) {
         return false;
     }
     switch (a.type) {
     case Variant::Integer:
-    case Variant::Double:
-        return std::memcmp(&a.value, &b.value, 8) == 0;
+        return a.value.intValue == b.value.intValue;
     case Variant::String:
         return *a.value.stringValue == *b.value.stringValue;
     case Variant::Boolean:
@@ -441,6 +444,11 @@ json_t* treeBuilder::build(Variant const& v) {
         if (map ? v.value.mapValue->empty() : v.value.vectorValue->empty()) {
             return map ? empty(empty_object_, json_object) : empty(empty_array_, json_array);
         }
+        // A document whose containers seldom repeat soon stops paying for the test.
+        if (container_tries_ >= 512 && container_hits_ * 8 < container_tries_) {
+            return container(v);
+        }
+        ++container_tries_;
         std::uint64_t hash = 0;
         std::size_t budget = most_shared_values + 1; // the container itself, and its values
         if (!smallHash(v, hash, budget)) {
@@ -449,6 +457,7 @@ json_t* treeBuilder::build(Variant const& v) {
         slot* const s = find(hash);
         if (s != nullptr && s->node != nullptr && s->what == kind::container && s->hash == hash &&
             sameSmall(*static_cast<Variant const*>(s->source), v)) {
+            ++container_hits_;
             return json_incref(s->node);
         }
         return keep(s, container(v), slot{hash, kind::container, &v, 0, 0, nullptr});
