@@ -346,11 +346,11 @@ json_t* treeBuilder::keep(slot* s, json_t* node, slot const& key) noexcept {
         return node;
     }
     ++misses_;
-    if (s->node != nullptr) {
-        json_decref(s->node);
+    // The first value to reach a slot keeps it: replacing it would touch a node built long ago.
+    if (s->node == nullptr) {
+        *s = key;
+        s->node = json_incref(node);
     }
-    *s = key;
-    s->node = json_incref(node);
     return node;
 }
 
@@ -467,10 +467,11 @@ json_t* treeBuilder::build(Variant const& v) {
     }
 }
 
-// Converts a freshly parsed tree into a Variant and empties each object and array of it once
-// converted, so that the parsed tree shrinks as the Variant grows: the two are never both whole
-// in memory, and the blocks freed are reused at once. One converter serves the whole tree, so
-// sorting the members of its objects costs no allocation per object.
+// Converts a parsed tree into a Variant; the tree is left as it is, so that the Variant's blocks
+// come from fresh memory in the order a walk visits them (emptying the tree while converting
+// would save memory, but scatter the Variant into the freed holes and slow every later walk).
+// One converter serves the whole tree, so sorting the members of its objects costs no
+// allocation per object.
 class treeConverter {
 public:
     Variant convert(json_t* node);
@@ -536,7 +537,6 @@ Variant treeConverter::convertObject(json_t* object) {
                        std::forward_as_tuple(convert(p.value)));
     }
     pending_.resize(first);
-    json_object_clear(object); // the keys are copied, the values converted
     return out;
 }
 
@@ -552,7 +552,6 @@ Variant treeConverter::convert(json_t* n) {
         for (std::size_t i = 0; i < size; ++i) {
             v.push_back(convert(json_array_get(n, i)));
         }
-        json_array_clear(n);
         return out;
     }
     case JSON_STRING: {
