@@ -193,7 +193,6 @@ private:
     }
     static std::uint64_t hashOf(char const* text, std::size_t size) noexcept;
     static bool smallHash(Variant const& v, std::uint64_t& hash, std::size_t& budget) noexcept;
-    static bool sameSmall(Variant const& a, Variant const& b) noexcept;
 
     json_t* integer(std::int64_t value);
     json_t* string(std::string const& s);
@@ -280,36 +279,6 @@ bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& 
     }
     hash = mix(hash ^ bits ^ static_cast<std::uint64_t>(v.type) << 56);
     return true;
-}
-
-// Equal as printed text, for the values smallHash takes.
-bool treeBuilder::sameSmall(Variant const& a, Variant const& b) noexcept {
-    if (a.type != b.type) {
-        return false;
-    }
-    switch (a.type) {
-    case Variant::Integer:
-        return a.value.intValue == b.value.intValue;
-    case Variant::String:
-        return *a.value.stringValue == *b.value.stringValue;
-    case Variant::Boolean:
-        return boolOf(a.value) == boolOf(b.value);
-    case Variant::Map: {
-        auto const& x = *a.value.mapValue;
-        auto const& y = *b.value.mapValue;
-        return x.size() == y.size() &&
-               std::equal(x.begin(), x.end(), y.begin(), [](auto const& p, auto const& q) {
-                   return p.first == q.first && sameSmall(p.second, q.second);
-               });
-    }
-    case Variant::Vector: {
-        auto const& x = *a.value.vectorValue;
-        auto const& y = *b.value.vectorValue;
-        return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin(), sameSmall);
-    }
-    default:
-        return true;
-    }
 }
 
 treeBuilder::slot* treeBuilder::find(std::uint64_t hash) noexcept {
@@ -456,7 +425,8 @@ json_t* treeBuilder::build(Variant const& v) {
         }
         slot* const s = find(hash);
         if (s != nullptr && s->node != nullptr && s->what == kind::container && s->hash == hash &&
-            sameSmall(*static_cast<Variant const*>(s->source), v)) {
+            // No Double passes smallHash, so == is equality of the printed text here.
+            sameValue(*static_cast<Variant const*>(s->source), v)) {
             ++container_hits_;
             return json_incref(s->node);
         }
