@@ -3,7 +3,6 @@
 // bad text), keep its guarantees, and give back every block.
 
 #include <functional>
-#include <iostream>
 #include <new>
 #include <string>
 #include <vector>
@@ -65,10 +64,6 @@ unsigned long sweep(std::function<attempt(unsigned long)> const& run, bool count
     return sweep_limit;
 }
 
-void report(std::string const& what, unsigned long points) {
-    std::cout << "[ oom ] " << what << ": " << points << " allocation points\n";
-}
-
 Variant parse(char const* text) {
     Variant v = Variant::fromJson(text);
     EXPECT_NE(v.type, Variant::Null) << text;
@@ -90,7 +85,7 @@ TEST(oom, CopyAssignmentLeavesTheTargetAsItWas) {
         for (char const* s : documents) {
             SCOPED_TRACE(std::string(t) + " = " + s);
             Variant const source = Variant::fromJson(s);
-            unsigned long const points = sweep([&](unsigned long n) {
+            sweep([&](unsigned long n) {
                 Variant target = Variant::fromJson(t);
                 Variant const before = target;
                 attempt const a = failing_at(n, [&] { target = source; });
@@ -98,9 +93,6 @@ TEST(oom, CopyAssignmentLeavesTheTargetAsItWas) {
                 EXPECT_EQ(target, a.threw ? before : source);
                 return a;
             });
-            if (t == documents[3] && s == documents[4]) {
-                report("copy assignment, map over map", points);
-            }
         }
     }
 }
@@ -132,7 +124,7 @@ TEST(oom, SetKeepsTheFormerEntries) {
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(std::string(c.target) + " set " + c.key);
-        unsigned long const points = sweep([&](unsigned long n) {
+        sweep([&](unsigned long n) {
             Variant target = Variant::fromJson(c.target);
             Variant const before = target;
             bool replaced = false;
@@ -148,9 +140,6 @@ TEST(oom, SetKeepsTheFormerEntries) {
             }
             return a;
         });
-        if (c.target == documents[3] && std::string(c.key) == "new") {
-            report("set, new entry", points);
-        }
     }
 }
 
@@ -169,13 +158,6 @@ TEST(oom, KeyLookupInsertsAllOrNothing) {
             } else {
                 EXPECT_EQ(target.value.mapValue->count("a key long enough for the heap"), 1u);
             }
-            return a;
-        });
-        sweep([&](unsigned long n) {
-            Variant const target = Variant::fromJson(t);
-            Variant const before = target;
-            attempt const a = failing_at(n, [&] { target["a key long enough for the heap"]; });
-            EXPECT_TRUE(a.threw ? target == before : true);
             return a;
         });
     }
@@ -198,7 +180,7 @@ TEST(oom, MergeLeavesTheTargetAsItWas) {
         Variant const source = Variant::fromJson(c.source);
         Variant expected = Variant::fromJson(c.target);
         bool const merges = expected.mergeWith(source);
-        unsigned long const points = sweep([&](unsigned long n) {
+        sweep([&](unsigned long n) {
             Variant target = Variant::fromJson(c.target);
             Variant const before = target;
             bool merged = false;
@@ -211,9 +193,6 @@ TEST(oom, MergeLeavesTheTargetAsItWas) {
             }
             return a;
         });
-        if (c.source == cases[0].source) {
-            report("mergeWith, nested maps", points);
-        }
     }
     // Merging a map into itself, where the source lives inside the target.
     sweep([&](unsigned long n) {
@@ -271,7 +250,7 @@ TEST(oom, ParseThrowsOrAnswersAsForBadText) {
         Variant const expected = Variant::fromJson(c.text);
         int const expected_reports = reports.errors;
         unsigned long jansson_points = 0;
-        unsigned long const points = sweep([&](unsigned long n) {
+        sweep([&](unsigned long n) {
             Variant v;
             reports.errors = 0;
             attempt const a = failing_at(
@@ -294,11 +273,8 @@ TEST(oom, ParseThrowsOrAnswersAsForBadText) {
             }
             return a;
         });
-        if (c.short_tokens && expected.type != Variant::Null) {
-            report("fromJson, " + std::to_string(jansson_points) + " of them in Jansson", points);
-        } else if (c.text == documents[3]) {
-            report("fromJson, the library's own", points);
-        }
+        // Jansson's own allocations were made to fail too, where that is safe.
+        EXPECT_EQ(jansson_points > 0, c.short_tokens);
     }
 }
 
@@ -357,7 +333,7 @@ TEST(oom, RecordDeserialization) {
     device_config patched = baseline;
     tv::from_variant(patched, patch, tv::options().as_patch());
 
-    unsigned long const points = sweep([&](unsigned long n) {
+    sweep([&](unsigned long n) {
         device_config record;
         attempt const a = failing_at(n, [&] { tv::from_variant(record, document); });
         EXPECT_EQ(a.threw, a.alloc.failed != oom::source::none);
@@ -366,9 +342,8 @@ TEST(oom, RecordDeserialization) {
         }
         return a;
     });
-    report("record deserialization", points);
 
-    unsigned long const patch_points = sweep([&](unsigned long n) {
+    sweep([&](unsigned long n) {
         device_config record = baseline;
         attempt const a =
             failing_at(n, [&] { tv::from_variant(record, patch, tv::options().as_patch()); });
@@ -386,7 +361,6 @@ TEST(oom, RecordDeserialization) {
         }
         return a;
     });
-    report("record patch", patch_points);
 
     // From text: Jansson's allocations may fail too; the record then refuses the null document.
     sweep(
@@ -416,7 +390,7 @@ TEST(oom, RecordSerialization) {
     for (bool const patch : {false, true}) {
         SCOPED_TRACE(patch ? "patch" : "whole");
         Variant const expected = tv::to_variant(record, tv::options().as_patch(patch));
-        unsigned long const points = sweep([&](unsigned long n) {
+        sweep([&](unsigned long n) {
             Variant out;
             attempt const a =
                 failing_at(n, [&] { out = tv::to_variant(record, tv::options().as_patch(patch)); });
@@ -424,9 +398,6 @@ TEST(oom, RecordSerialization) {
             EXPECT_EQ(out, a.threw ? Variant() : expected);
             return a;
         });
-        if (!patch) {
-            report("record serialization", points);
-        }
     }
 }
 
