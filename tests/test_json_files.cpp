@@ -31,6 +31,14 @@ TEST(JsonFiles, OpenFailuresNameThePathInBothDirections) {
                      openFailure(no_dir));
 }
 
+// A file that opens but cannot be read gives what was read (nothing): Null and the note.
+TEST(JsonFiles, ReadErrorAfterOpeningParsesWhatWasRead) {
+    tolvi_test::log_capture log;
+    EXPECT_TRUE(td::variant_from_json_file(::testing::TempDir()).isNull());
+    ASSERT_EQ(log.entries.size(), 1u);
+    EXPECT_EQ(log.entries[0].level, 1);
+}
+
 TEST(JsonFiles, WritesAndReadsWholeFiles) {
     auto const put = [](std::string const& bytes) { std::ofstream(path) << bytes; };
     auto const bytes = [] {

@@ -1,6 +1,8 @@
 #include <tolvi/files.hpp>
 
+#include <cstdio>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -19,17 +21,18 @@ namespace {
 } // namespace
 
 Variant variant_from_json_file(std::string const& path) {
-    std::ifstream in(path, std::ios::in);
-    if (!in.is_open()) {
+    // Read with stdio: a read error (a directory, a failing device) ends the text there without
+    // an exception, and what was read is parsed.
+    std::FILE* const in = std::fopen(path.c_str(), "r");
+    if (in == nullptr) {
         throwOpenFailure(path);
     }
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> const closer(in, &std::fclose);
     std::string text;
     char chunk[8192];
-    std::streambuf* const buffer = in.rdbuf();
-    for (std::streamsize n; (n = buffer->sgetn(chunk, sizeof chunk)) > 0;) {
-        text.append(chunk, static_cast<std::size_t>(n));
+    for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, in)) > 0;) {
+        text.append(chunk, n);
     }
-    in.close();
     return Variant::fromJson(text);
 }
 
