@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -72,10 +71,6 @@ struct json_releaser {
     void operator()(json_t* j) const noexcept { json_decref(j); }
 };
 using json_ptr = std::unique_ptr<json_t, json_releaser>;
-
-struct text_releaser {
-    void operator()(char* p) const noexcept { std::free(p); }
-};
 
 constexpr std::size_t parse_flags = JSON_DECODE_ANY;
 constexpr std::size_t compact_flags = JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(7);
@@ -565,7 +560,9 @@ std::string parseErrorReport(std::string const& text, json_error_t const& error)
 }
 
 // Jansson hands the text over in small pieces (a bracket, a key, a number), so the sink must be
-// cheap per call: a plain buffer that realloc grows, often in place, copied once at the end.
+// cheap per call: a plain buffer that doubles, copied once at the end. It grows with the nothrow
+// operator new, so running out of memory here is a failed print, as for json_dumps, not an
+// exception thrown through Jansson's C frames.
 struct text_sink {
     char* text = nullptr;
     std::size_t used = 0;
@@ -575,7 +572,7 @@ struct text_sink {
     text_sink() = default;
     text_sink(text_sink const&) = delete;
     text_sink& operator=(text_sink const&) = delete;
-    ~text_sink() { std::free(text); }
+    ~text_sink() { delete[] text; }
 
     static int append(char const* buffer, std::size_t size, void* data) {
         auto* sink = static_cast<text_sink*>(data);
@@ -593,10 +590,14 @@ struct text_sink {
 
     bool grow(std::size_t size) noexcept {
         std::size_t const wanted = std::max<std::size_t>({2 * capacity, used + size, 256});
-        char* const larger = static_cast<char*>(std::realloc(text, wanted));
+        char* const larger = new (std::nothrow) char[wanted];
         if (larger == nullptr) {
             return false;
         }
+        if (used > 0) {
+            std::memcpy(larger, text, used);
+        }
+        delete[] text;
         text = larger;
         capacity = wanted;
         return true;
@@ -610,11 +611,9 @@ std::string dump(Variant const& v, std::size_t flags) {
     }
     text_sink sink;
     int const status = json_dump_callback(tree.get(), &text_sink::append, &sink, flags);
-    if (sink.failed) {
-        throw std::bad_alloc();
-    }
-    // Jansson gave up part way: no text rather than half of it.
-    return status == 0 && sink.used > 0 ? std::string(sink.text, sink.used) : std::string();
+    // Jansson gave up part way, or the text found no room: no text rather than half of it.
+    return status == 0 && !sink.failed && sink.used > 0 ? std::string(sink.text, sink.used)
+                                                        : std::string();
 }
 
 // A copy of `s` in which maps, at every depth reached through maps, lose their Null entries.

@@ -23,8 +23,7 @@ struct outcome {
 };
 outcome disarm();
 
-// Blocks currently held, armed or not. Jansson's count is exact only where the library frees
-// nothing of Jansson's with plain free() (it does so for printed text).
+// Blocks currently held, armed or not.
 struct held {
     long operator_new;
     long jansson;
