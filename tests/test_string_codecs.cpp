@@ -31,6 +31,11 @@ TEST(CharPointerCodec, WritesAndComparesButNeverReads) {
     EXPECT_TRUE(compare<tv::impl<text>>(text("same\0one"), text("same\0two")));
     EXPECT_FALSE(compare<tv::impl<text>>(text("ab"), text("abc")));
     EXPECT_FALSE(compare<tv::impl<text>>(text("ab"), text("ab"), false));
+    // Other modes touch nothing: a names walk passes no value at all.
+    std::vector<char const*> names;
+    run<tv::impl<text>>(tv::collect_attr_names, static_cast<text*>(nullptr),
+                        reinterpret_cast<Variant*>(&names));
+    EXPECT_TRUE(names.empty());
     // Refused without looking at the source.
     for (Variant* src : {&out, static_cast<Variant*>(nullptr)}) {
         EXPECT_THROW_MSG(run<tv::impl<text>>(tv::deserialize_from_json, &v, src), std::logic_error,

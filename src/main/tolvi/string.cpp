@@ -36,11 +36,11 @@ void impl<char const*>::apply() {
     if (op_mode == deserialize_from_json) {
         throw std::logic_error("tolvi::mode::deserialize_from_json unsupported for char const *");
     }
-    char const* const self = *static_cast<char const* const*>(value);
+    // `value` is read only in the modes that use it: a names walk may pass none.
     if (op_mode == serialize_to_json) {
-        *data = Variant(self);
-    } else if (op_mode == compare &&
-               std::strcmp(self, *static_cast<char const* const*>(other)) != 0) {
+        *data = Variant(*static_cast<char const* const*>(value));
+    } else if (op_mode == compare && std::strcmp(*static_cast<char const* const*>(value),
+                                                 *static_cast<char const* const*>(other)) != 0) {
         *reinterpret_cast<bool*>(data) = false;
     }
 }
