@@ -77,7 +77,9 @@ public:
     Variant(void const*) = delete;
 
     Variant(Variant const& other);
-    Variant(Variant&& other) noexcept : type(other.type), value(other.value) { other.type = Null; }
+    TOLVI_API_INLINE Variant(Variant&& other) noexcept : type(other.type), value(other.value) {
+        other.type = Null;
+    }
     // Inline test: scalars and moved-from values own nothing and skip the call.
     ~Variant() {
         if (type == String || type >= Map) {
@@ -87,7 +89,7 @@ public:
 
     Variant& operator=(Variant const& other);
     // The old payload goes last, so `other` may lie inside it; moving into itself leaves Null.
-    Variant& operator=(Variant&& other) noexcept {
+    TOLVI_API_INLINE Variant& operator=(Variant&& other) noexcept {
         Value old = value;
         Type const old_type = type;
         value = other.value;

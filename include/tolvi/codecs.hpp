@@ -96,7 +96,7 @@ public:
     source_type_t const* unacceptable_source_types[5];
     unsigned int unacceptable_count;
 
-    composite_impl() noexcept : unacceptable_count(0) {}
+    composite_impl() noexcept;
 
     void apply();
     data_t* get_attr(char const* name, get_attr_policy policy);

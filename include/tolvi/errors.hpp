@@ -30,7 +30,7 @@ public:
 // Use of a member that was never provided.
 class TOLVI_API missing_value : public std::exception {
 public:
-    missing_value() noexcept = default;
+    missing_value() noexcept;
     char const* what() const noexcept override;
     [[noreturn]] static void throw_one();
 };
@@ -38,7 +38,7 @@ public:
 // Use of an optional member that holds no value.
 class TOLVI_API disengaged_value : public std::exception {
 public:
-    disengaged_value() noexcept = default;
+    disengaged_value() noexcept;
     char const* what() const noexcept override;
     [[noreturn]] static void throw_one();
 };

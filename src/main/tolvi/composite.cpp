@@ -183,6 +183,8 @@ bool composite_impl::required_member_serialization_needed(bool first_flag, bool 
     missing_value::throw_one();
 }
 
+composite_impl::composite_impl() noexcept : unacceptable_count(0) {}
+
 } // namespace v1
 } // namespace tolvi
 } // namespace korvax

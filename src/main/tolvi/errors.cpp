@@ -44,6 +44,8 @@ json_type_mismatch::json_type_mismatch(char const* requested, char const* actual
     : std::runtime_error(std::string("requested JSON type: ") + requested +
                          "; actual JSON type: " + actual) {}
 
+missing_value::missing_value() noexcept = default;
+
 char const* missing_value::what() const noexcept {
     return "attempted to use a non-provided tolvi::required or tolvi::optional variable";
 }
@@ -51,6 +53,8 @@ char const* missing_value::what() const noexcept {
 void missing_value::throw_one() {
     throw missing_value();
 }
+
+disengaged_value::disengaged_value() noexcept = default;
 
 char const* disengaged_value::what() const noexcept {
     return "attempted to use a disengaged tolvi::optional variable";
