@@ -8,6 +8,15 @@
 namespace korvax {
 namespace tolvi {
 inline namespace v1 {
+
+// Saves the compact JSON text so that the file holds either its previous content or the whole
+// new text, whatever happens: a temporary file beside it is written, flushed to storage and
+// renamed over it, and the directory is synced. Any failure throws std::runtime_error naming the
+// path, the step and the system's reason; the temporary file is removed and the previous file is
+// left as it was. The saved file is a new file, with the mode a new file gets (0666 less the
+// umask).
+TOLVI_API void to_file(Variant const& value, std::string const& path);
+
 namespace detail {
 
 // Reads the whole file and parses it; throws std::runtime_error when it cannot be opened.
