@@ -98,7 +98,10 @@ run_consumers() {
 
     cmake -S tests/consumer/find_package -B "$out/find_package" -DCMAKE_PREFIX_PATH="$prefix"
     cmake --build "$out/find_package" -j"$jobs"
-    "$out/find_package/consumer"
+    # No library path: the programs find libtolvi by their run path, and libtolvi its logging
+    # library beside it.
+    env -u LD_LIBRARY_PATH "$out/find_package/consumer"
+    env -u LD_LIBRARY_PATH "$out/find_package/variant_consumer"
 
     cmake -S tests/consumer/add_subdirectory -B "$out/add_subdirectory" \
         -DTOLVI_SOURCE_DIR="$root" -DCMAKE_BUILD_TYPE=Debug
@@ -110,7 +113,11 @@ run_consumers() {
     # shellcheck disable=SC2086 # pkg-config output is a list of words
     g++ -std=c++17 tests/consumer/main.cpp -o "$out/pkg_config_consumer" $flags \
         -Wl,-rpath,"$prefix/lib"
-    "$out/pkg_config_consumer"
+    env -u LD_LIBRARY_PATH "$out/pkg_config_consumer"
+    # shellcheck disable=SC2086
+    g++ -std=c++17 tests/consumer/variant_only.cpp -o "$out/pkg_config_variant_consumer" \
+        -Wl,--as-needed $flags -Wl,-rpath,"$prefix/lib"
+    env -u LD_LIBRARY_PATH "$out/pkg_config_variant_consumer"
 
     # A device build links the platform's logging library: here the installed stand-in plays it.
     cmake -S "$root" -B "$out/platform_skrib" -DTOLVI_BUNDLED_SKRIB=OFF -DTOLVI_BUILD_TESTS=OFF \
