@@ -3,13 +3,23 @@
 // The whole public interface of libtolvi.
 
 #include <tolvi/Variant.hpp>
+#include <tolvi/calls.hpp>
+#include <tolvi/child_codec.hpp>
 #include <tolvi/codecs.hpp>
+#include <tolvi/container_codecs.hpp>
 #include <tolvi/context.hpp>
 #include <tolvi/enum.hpp>
 #include <tolvi/errors.hpp>
 #include <tolvi/export.hpp>
 #include <tolvi/files.hpp>
+#include <tolvi/float_codec.hpp>
 #include <tolvi/log.hpp>
+#include <tolvi/member_printers.hpp>
+#include <tolvi/member_types.hpp>
 #include <tolvi/members.hpp>
 #include <tolvi/opaque_json_block.hpp>
+#include <tolvi/options.hpp>
 #include <tolvi/record.hpp>
+#include <tolvi/record_codec.hpp>
+#include <tolvi/record_description.hpp>
+#include <tolvi/schema.hpp>

@@ -1,0 +1,115 @@
+#pragma once
+
+// Which types a record member may have, checked before any codec is instantiated, so that a
+// wrong member type gives one error that says what is wrong and how to fix it, instead of a
+// backtrace of incomplete codec types.
+//
+// A member type is bool, an integer type other than char, float, double, std::string,
+// char const* (written and compared, never read), an enumeration declared with TOLVI_ENUM,
+// opaque_json_block, a record declared with TOLVI_RECORD, any type with a codec of its own
+// (impl<T>), or, nested freely, std::vector<T>, std::array<T, N>, std::map<std::string, T> and
+// std::map<K, T> whose keys K are an integer type or an enumeration declared with TOLVI_ENUM.
+
+#include <array>
+#include <map>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include <tolvi/container_codecs.hpp>
+#include <tolvi/context.hpp>
+#include <tolvi/enum.hpp>
+#include <tolvi/members.hpp>
+#include <tolvi/record_description.hpp>
+
+namespace korvax {
+namespace tolvi {
+inline namespace v1 {
+namespace detail {
+
+template <class T, class = void>
+struct has_codec : std::false_type {};
+template <class T>
+struct has_codec<T, std::void_t<decltype(sizeof(impl<T>))>> : std::true_type {};
+
+enum class type_problem { none, character, plain_struct, plain_enum, map_key, unsupported };
+
+// The first problem in T, looking into containers; `culprit` is the type at fault.
+template <class T>
+struct type_check {
+    using culprit = T;
+    static constexpr type_problem problem = std::is_same<T, char>::value ? type_problem::character
+                                            : has_codec<T>::value        ? type_problem::none
+                                            : std::is_enum<T>::value     ? type_problem::plain_enum
+                                            : std::is_class<T>::value && std::is_aggregate<T>::value
+                                                ? type_problem::plain_struct
+                                                : type_problem::unsupported;
+};
+template <class T>
+struct type_check<std::vector<T>> : type_check<T> {};
+template <class T, std::size_t N>
+struct type_check<std::array<T, N>> : type_check<T> {};
+template <class T>
+struct type_check<std::map<std::string, T>> : type_check<T> {};
+template <class K>
+struct key_check {
+    using culprit = K;
+    static constexpr type_problem problem = type_check<K>::problem != type_problem::none
+                                                ? type_check<K>::problem
+                                                : type_problem::map_key;
+};
+template <class K, class T>
+struct type_check<std::map<K, T>>
+    : std::conditional_t<is_map_key<K>::value, type_check<T>, key_check<K>> {};
+
+// One error per problem. `Where` names the member (member_tag<&record::member>) or the type
+// handed to a call, and shows in the compiler's note above the error.
+template <class Where, class Culprit, type_problem P>
+constexpr bool report_type_problem() noexcept {
+    static_assert(P != type_problem::character,
+                  "tolvi: char is not a member type (is it a number or a letter?): use signed "
+                  "char or unsigned char for a number, std::string for text");
+    static_assert(P != type_problem::plain_struct,
+                  "tolvi: this struct is not a record: declare it with TOLVI_RECORD(type, "
+                  "member, ...)");
+    static_assert(P != type_problem::plain_enum,
+                  "tolvi: this enumeration has no JSON names: declare them with TOLVI_ENUM(type, "
+                  "{type::a, \"a\"}, ...)");
+    static_assert(P != type_problem::map_key,
+                  "tolvi: unsupported map key type: use std::string, an integer type or an "
+                  "enumeration declared with TOLVI_ENUM");
+    static_assert(P != type_problem::unsupported,
+                  "tolvi: unsupported member type: use bool, an integer type, float, double, "
+                  "std::string, an enumeration declared with TOLVI_ENUM, opaque_json_block, a "
+                  "record declared with TOLVI_RECORD, or a std::vector, std::array or std::map of "
+                  "these");
+    return P == type_problem::none;
+}
+
+template <class Where, class T>
+constexpr bool check_type() noexcept {
+    return report_type_problem<Where, typename type_check<T>::culprit, type_check<T>::problem>();
+}
+
+template <auto M>
+constexpr bool check_member() noexcept {
+    using W = typename member_pointer<decltype(M)>::wrapper;
+    static_assert(is_member_wrapper<W>::value,
+                  "tolvi: record members are tolvi::required<T> or tolvi::optional<T>");
+    if constexpr (is_member_wrapper<W>::value) {
+        return check_type<member_tag<M>, typename W::value_type>();
+    } else {
+        return false;
+    }
+}
+
+template <class Fields>
+struct members_supported;
+template <auto... M>
+struct members_supported<std::tuple<field<M>...>>
+    : std::bool_constant<(check_member<M>() && ... && true)> {};
+
+} // namespace detail
+} // namespace v1
+} // namespace tolvi
+} // namespace korvax

@@ -1,0 +1,289 @@
+#pragma once
+
+// JSON Schema (draft 2020-12) of a record: json_schema<R>() describes the documents that
+// from_json accepts into R, json_schema<R>(options().as_patch()) the patch documents, and a
+// schema with options().from(source) also leaves out the members refused from that source type.
+//
+// It states the JSON keys, the required members (none in a patch), null for optional members,
+// the range of every integer and of float, the names of enumerations, the length of fixed-length
+// arrays and the keys of maps; each nested record is described once under "$defs" and referred
+// to with "$ref". Opaque blocks may hold any value, and keys the record does not describe are
+// allowed, as reading ignores them. A char const* member is never read: it must be absent.
+//
+// What JSON Schema cannot say: an integer member refuses a number written with a fraction, even
+// 3.0, which the schema's "integer" takes; and an integer map key must lie in its type's range,
+// where the schema only says it is written in decimal. A 64-bit unsigned value travels as the
+// signed 64-bit Integer of the same bits (2^64 - 1 is written -1), so its range is that of
+// long long. A member type with a codec of its own (impl<T>) gets no schema: any value.
+
+#include <algorithm>
+#include <array>
+#include <cfloat>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include <tolvi/Variant.hpp>
+#include <tolvi/container_codecs.hpp>
+#include <tolvi/context.hpp>
+#include <tolvi/enum.hpp>
+#include <tolvi/member_types.hpp>
+#include <tolvi/members.hpp>
+#include <tolvi/opaque_json_block.hpp>
+#include <tolvi/options.hpp>
+#include <tolvi/record_description.hpp>
+
+namespace korvax {
+namespace tolvi {
+inline namespace v1 {
+namespace detail {
+
+// An address per type, to tell records apart while their schemas are written.
+template <class T>
+struct type_id {
+    static constexpr char id = 0;
+};
+
+inline Variant schema_object(Variant::map_type m) {
+    return Variant(std::move(m));
+}
+
+inline Variant schema_type(char const* type) {
+    return schema_object({{"type", Variant(type)}});
+}
+
+template <class E>
+Variant enum_names() {
+    auto const table = enum_table<E>();
+    Variant::vector_type names;
+    for (std::uint32_t i = 0; i < table.count; ++i) {
+        Variant name(table.entries[i].name);
+        if (std::find(names.begin(), names.end(), name) == names.end()) {
+            names.push_back(std::move(name));
+        }
+    }
+    return Variant(std::move(names));
+}
+
+class schema_writer;
+
+template <class T, class = void>
+struct schema_of;
+
+class schema_writer {
+public:
+    schema_writer(options const& o, void const* root) noexcept
+        : patch_(o.patch),
+          source_(o.source_type != nullptr ? o.source_type : &_ac::source_type::unspecified),
+          root_(root) {}
+
+    Variant::map_type defs;
+
+    template <class T>
+    Variant of() {
+        return schema_of<T>::get(*this);
+    }
+
+    template <class R>
+    Variant record() {
+        Variant::map_type properties;
+        Variant::vector_type required;
+        if constexpr (members_supported<decltype(record_fields<R>())>::value) {
+            std::apply([&](auto const&... f) { (member<R>(f, properties, required), ...); },
+                       record_fields<R>());
+        }
+        Variant::map_type out{{"type", Variant("object")},
+                              {"properties", Variant(std::move(properties))}};
+        if (!required.empty()) {
+            out.emplace("required", Variant(std::move(required)));
+        }
+        return Variant(std::move(out));
+    }
+
+    // The reference to R's schema, written under "$defs" the first time.
+    template <class R>
+    Variant ref() {
+        void const* const id = &type_id<R>::id;
+        if (id == root_) {
+            return schema_object({{"$ref", Variant("#")}});
+        }
+        auto known = std::find_if(named_.begin(), named_.end(),
+                                  [id](auto const& n) { return n.first == id; });
+        std::string name;
+        if (known != named_.end()) {
+            name = known->second;
+        } else {
+            name = def_name(record_name<R>());
+            named_.emplace_back(id, name);
+            defs[name] = Variant(); // holds the name while R's members are written
+            Variant def = record<R>();
+            defs[name] = std::move(def);
+        }
+        return schema_object({{"$ref", Variant("#/$defs/" + name)}});
+    }
+
+private:
+    template <class R, auto M>
+    void member(field<M> const& f, Variant::map_type& properties, Variant::vector_type& required) {
+        using W = typename member_pointer<decltype(M)>::wrapper;
+        using T = typename W::value_type;
+        constexpr bool is_required = std::is_same<W, tolvi::required<T>>::value;
+        refusals const refused = refused_sources<R, M>();
+        bool const refuses = std::find(refused.types, refused.types + refused.count, source_) !=
+                             refused.types + refused.count;
+        Variant s = refuses ? Variant(false) : is_required ? not_null(of<T>()) : or_null(of<T>());
+        properties.emplace(f.name, std::move(s));
+        if (is_required && !patch_) {
+            required.emplace_back(f.name);
+        }
+    }
+
+    // A required member refuses null, even where its type takes any value.
+    static Variant not_null(Variant s) {
+        if (s.type == Variant::Boolean && s.value.boolValue) {
+            return schema_object({{"not", schema_type("null")}});
+        }
+        return s;
+    }
+
+    static Variant or_null(Variant s) {
+        if (s.type == Variant::Boolean) {
+            return s.value.boolValue ? s : schema_type("null");
+        }
+        Variant::map_type& m = *s.value.mapValue;
+        auto const type = m.find("type");
+        auto const names = m.find("enum");
+        if (type != m.end() && type->second.type == Variant::String) {
+            type->second = Variant(Variant::vector_type{type->second, Variant("null")});
+        } else if (names != m.end()) {
+            names->second.value.vectorValue->emplace_back();
+        } else {
+            return schema_object(
+                {{"anyOf", Variant(Variant::vector_type{s, schema_type("null")})}});
+        }
+        return s;
+    }
+
+    // The C++ name as a "$defs" key that needs no escaping in a reference: "ns::type" is
+    // "ns.type"; other characters become "_", and a name taken already gets a number.
+    std::string def_name(char const* cpp_name) const {
+        std::string base;
+        for (char const* p = cpp_name; *p != '\0'; ++p) {
+            char const c = *p;
+            if (c == ':' && p[1] == ':') {
+                ++p;
+                if (!base.empty()) {
+                    base += '.';
+                }
+            } else if (c != ' ') {
+                bool const plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                                   (c >= '0' && c <= '9') || c == '_';
+                base += plain ? c : '_';
+            }
+        }
+        std::string name = base;
+        for (int n = 2; defs.count(name) != 0; ++n) {
+            name = base + '_' + std::to_string(n);
+        }
+        return name;
+    }
+
+    bool patch_;
+    source_type_t const* source_;
+    void const* root_;
+    std::vector<std::pair<void const*, std::string>> named_;
+};
+
+template <class T, class>
+struct schema_of {
+    static Variant get(schema_writer& w) {
+        if constexpr (std::is_same<T, bool>::value) {
+            return schema_type("boolean");
+        } else if constexpr (is_integer<T>::value) {
+            // 64-bit unsigned values travel as the signed Integer of the same bits.
+            constexpr bool bits64 = std::is_unsigned<T>::value && sizeof(T) == 8;
+            using limits = std::numeric_limits<std::conditional_t<bits64, long long, T>>;
+            return schema_object({{"type", Variant("integer")},
+                                  {"minimum", Variant(static_cast<long long>(limits::min()))},
+                                  {"maximum", Variant(static_cast<long long>(limits::max()))}});
+        } else if constexpr (std::is_same<T, double>::value) {
+            return schema_type("number");
+        } else if constexpr (std::is_same<T, float>::value) {
+            return schema_object({{"type", Variant("number")},
+                                  {"minimum", Variant(-static_cast<double>(FLT_MAX))},
+                                  {"maximum", Variant(static_cast<double>(FLT_MAX))}});
+        } else if constexpr (std::is_same<T, std::string>::value) {
+            return schema_type("string");
+        } else if constexpr (std::is_same<T, char const*>::value) {
+            return Variant(false);
+        } else if constexpr (is_named_enum<T>::value) {
+            return schema_object({{"enum", enum_names<T>()}});
+        } else if constexpr (is_record<T>::value) {
+            return w.ref<T>();
+        } else { // opaque_json_block, and types with a codec of their own
+            return Variant(true);
+        }
+    }
+};
+
+template <class T>
+struct schema_of<std::vector<T>> {
+    static Variant get(schema_writer& w) {
+        return schema_object({{"type", Variant("array")}, {"items", w.of<T>()}});
+    }
+};
+
+template <class T, std::size_t N>
+struct schema_of<std::array<T, N>> {
+    static Variant get(schema_writer& w) {
+        auto const n = static_cast<long long>(N);
+        return schema_object({{"type", Variant("array")},
+                              {"items", w.of<T>()},
+                              {"minItems", Variant(n)},
+                              {"maxItems", Variant(n)}});
+    }
+};
+
+template <class K, class T>
+struct schema_of<std::map<K, T>> {
+    static Variant get(schema_writer& w) {
+        Variant::map_type out{{"type", Variant("object")}, {"additionalProperties", w.of<T>()}};
+        if constexpr (is_named_enum<K>::value) {
+            out.emplace("propertyNames", schema_object({{"enum", enum_names<K>()}}));
+        } else if constexpr (is_integer<K>::value) {
+            char const* const decimal =
+                std::is_signed<K>::value ? "^(0|-?[1-9][0-9]*)$" : "^(0|[1-9][0-9]*)$";
+            out.emplace("propertyNames", schema_object({{"pattern", Variant(decimal)}}));
+        }
+        return Variant(std::move(out));
+    }
+};
+
+} // namespace detail
+
+template <class R>
+Variant json_schema(options const& o = {}) {
+    static_assert(detail::is_record<R>::value,
+                  "json_schema needs a type declared with TOLVI_RECORD");
+    Variant out;
+    if constexpr (detail::is_record<R>::value) {
+        detail::schema_writer w(o, &detail::type_id<R>::id);
+        out = w.record<R>();
+        Variant::map_type& m = *out.value.mapValue;
+        m.emplace("$schema", Variant("https://json-schema.org/draft/2020-12/schema"));
+        m.emplace("title", Variant(detail::record_name<R>()));
+        if (!w.defs.empty()) {
+            m.emplace("$defs", Variant(std::move(w.defs)));
+        }
+    }
+    return out;
+}
+
+} // namespace v1
+} // namespace tolvi
+} // namespace korvax
