@@ -4,7 +4,8 @@
 #   scripts/deps.sh demo   compiler, CMake, pkg-config, Jansson
 #   scripts/deps.sh test   the above, plus GoogleTest, clang-format, and the armhf cross toolchain,
 #                          Jansson and GoogleTest for armhf, and qemu-user to run the armhf tests;
-#                          valgrind, and clang-14 with libFuzzer for the fuzz targets
+#                          valgrind, clang-14 with libFuzzer for the fuzz targets, and
+#                          python3-jsonschema, the validator that checks the records' JSON Schemas
 set -euo pipefail
 
 mode=${1:-demo}
@@ -22,7 +23,7 @@ if [[ $mode == test ]]; then
     # the format check reads.
     packages+=(binutils git libgtest-dev clang-format-14
         g++-arm-linux-gnueabihf qemu-user libjansson-dev:armhf libgtest-dev:armhf
-        valgrind clang-14 libclang-rt-14-dev)
+        valgrind clang-14 libclang-rt-14-dev python3-jsonschema)
 fi
 
 status() {

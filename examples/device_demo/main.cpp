@@ -1,17 +1,21 @@
 // Device demo: a sensor hub reads its factory configuration, looks into the radio vendor's
 // uninterpreted block by JSONPath, takes a patch from the fleet server, refuses what the server
-// may not change and a document of the wrong shape, and saves the result.
+// may not change and a document of the wrong shape, saves the result, and writes a status report
+// in the fleet server's own key names.
 //
 //     tolvi_demo <data-dir> <output-dir>
 //
 // <data-dir> holds device.json, cloud_patch.json, cloud_serial.json and bad.json (see
 // examples/device_demo/data); the configuration is saved as <output-dir>/device.json.
 
+#include <array>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <string>
 
@@ -19,6 +23,7 @@
 #include <tolvi/tolvi.hpp>
 
 #include "device_config.hpp"
+#include "status_report.hpp"
 
 namespace {
 
@@ -157,7 +162,36 @@ int run(std::string const& data, std::string const& out) {
     print_indented(written.prettyPrintJson());
     bool const vendor_kept = written.get("vendor") == factory_cfg.vendor->json;
     std::cout << "   vendor block written back unchanged: " << (vendor_kept ? "yes" : "no") << '\n';
-    return vendor_kept ? 0 : 1;
+    if (!vendor_kept) {
+        return 1;
+    }
+
+    step(7, "Report the status to the fleet server, in the server's key names");
+    devcfg::status_report report;
+    report.type = "hub-status";
+    report.name = *cfg.name;
+    report.uptime_s = 86400u;
+    report.mac = std::array<std::uint8_t, 6>{0x02, 0x1a, 0x4f, 0x00, 0x07, 0x3c};
+    report.supply_v = 4.75f;
+    report.hourly_temp_c = std::map<std::uint8_t, float>{{6, 17.5f}, {7, 18.25f}, {12, 23.5f}};
+    report.log_lines = std::map<devcfg::verbosity, std::uint32_t>{{devcfg::verbosity::error, 0},
+                                                                  {devcfg::verbosity::warning, 3},
+                                                                  {devcfg::verbosity::info, 41}};
+    std::string const sent = tolvi::to_json(report);
+    print_indented(Variant::fromJson(sent).prettyPrintJson());
+    devcfg::status_report received;
+    tolvi::from_json(received, sent);
+    bool const same = tolvi::equal(received, report);
+    std::cout << "   read back as the server reads it, equal: " << (same ? "yes" : "no") << '\n';
+    try {
+        tolvi::from_json(received, R"({"hourly-temp-C": {"7am": 18.5}})",
+                         tolvi::options().as_patch());
+        std::cout << "   unexpected: an hour that is not a number was accepted\n";
+        return 1;
+    } catch (tolvi::bad_deserialization_source const& e) {
+        std::cout << "   an hour that is not a number is refused: " << e.what() << '\n';
+    }
+    return same ? 0 : 1;
 }
 
 } // namespace

@@ -1,0 +1,107 @@
+"""Checks json_schema against a real JSON Schema validator (Debian's python3-jsonschema).
+
+    check_schema.py [EMULATOR...] VERDICTS
+
+VERDICTS is the helper built from verdicts.cpp (run through the emulator when cross-built). For
+each document of the table, the library's verdict must be the expected one, and the schema must
+agree with the library, except where the table marks a rule that JSON Schema cannot state.
+"""
+
+import json
+import subprocess
+import sys
+
+from jsonschema import Draft202012Validator
+
+# record, options, document, expected: A accepted, R refused, X refused by a rule that the
+# schema cannot state (it accepts), W depends on the width of long (the schema agrees).
+DEVICE = {
+    "name": "hall-sensor-07", "serial": 4200000001, "provisioned_at_ms": 1717171717000,
+    "wifi": {"ssid": "plant-floor", "band": "5GHz", "static_ip": "10.20.0.7", "mtu": 1500},
+    "fallback_wifi": [{"ssid": "b", "band": "any", "static_ip": None, "mtu": 1400}],
+    "sensor_offsets": {"temperature": -0.25}, "led": None, "logging": "warning",
+    "upload_interval_s": None, "vendor": {"modem": [1, None]}}
+REPORT = {"@type": "hub-status", "name": "n", "uptime-s": 4294967295, "mac": [2, 0, 0, 0, 7, 255],
+          "supply-V": 4.75, "hourly-temp-C": {"0": 1, "23": -1.5}, "log-lines": {"error": 0}}
+
+
+def device(**changes):
+    return json.dumps({**DEVICE, **changes})
+
+
+def report(**changes):
+    return json.dumps({**REPORT, **{key.replace("_", "-"): v for key, v in changes.items()}})
+
+
+CASES = [
+    ("device", "", device(), "A"),
+    ("device", "", device(unknown_key=[1]), "A"),
+    ("device", "", device(vendor=None, led={"pattern": "off", "brightness": 0, "period_ms": None}), "A"),
+    ("device", "", device(serial=-1), "A"),
+    ("device", "", device(serial=18446744073709551615), "R"),
+    ("device", "", device(provisioned_at_ms=-9223372036854775808), "A"),
+    ("device", "", device(name=None), "R"),
+    ("device", "", device(logging="Debug"), "R"),
+    ("device", "", device(logging=None), "R"),
+    ("device", "", device(wifi={"ssid": "s", "band": "any", "mtu": 65536}), "R"),
+    ("device", "", device(wifi={"ssid": "s", "band": "any", "mtu": 1500.0}), "X"),
+    ("device", "", device(wifi={"ssid": "s", "band": "any"}), "R"),
+    ("device", "", device(fallback_wifi=[{"ssid": "s", "band": "any", "mtu": -1}]), "R"),
+    ("device", "", device(sensor_offsets={"t": "1"}), "R"),
+    ("device", "", device(led={"pattern": "blink", "brightness": 256}), "R"),
+    ("device", "", device(upload_interval_s=4294967296), "R"),
+    ("device", "", '{"name": "x"}', "R"),
+    ("device", "", "[]", "R"),
+    ("device", "patch", '{"name": "x"}', "A"),
+    ("device", "patch", '{"wifi": {"mtu": 9000}, "led": {"period_ms": null}}', "A"),
+    ("device", "patch", '{"wifi": {"mtu": null}}', "R"),
+    ("device", "patch", '{"serial": 1, "logging": "debug"}', "A"),
+    ("device", "patch+cloud", '{"serial": 1, "logging": "debug"}', "R"),
+    ("device", "patch+cloud", '{"logging": "debug", "vendor": null}', "A"),
+    ("report", "", report(), "A"),
+    ("report", "", report(supply_V=3.4028234663852886e38), "A"),
+    ("report", "", report(supply_V=3.5e38), "R"),
+    ("report", "", report(supply_V=-3.5e38), "R"),
+    ("report", "", report(mac=[2, 0, 0, 0, 7]), "R"),
+    ("report", "", report(mac=[2, 0, 0, 0, 7, 256]), "R"),
+    ("report", "", report(hourly_temp_C={"07": 1}), "R"),
+    ("report", "", report(hourly_temp_C={"-1": 1}), "R"),
+    ("report", "", report(hourly_temp_C={"7am": 1}), "R"),
+    ("report", "", report(hourly_temp_C={"256": 1}), "X"),
+    ("report", "", report(log_lines={"fatal": 1}), "R"),
+    ("report", "", report(uptime_s=4294967296), "R"),
+    ("panel", "", '{"gain": 1, "counters": {"18446744073709551615": 2147483647}}', "A"),
+    ("panel", "", '{"gain": 1, "counters": {"1": 2147483648}}', "W"),
+    ("panel", "", '{"gain": 1, "counters": {"1": -2147483649}}', "W"),
+    ("panel", "", '{"gain": 1, "by hour": {"-128": [0.5]}, "@rgb": null, "extra": null}', "A"),
+    ("panel", "", '{"gain": 1, "by hour": {"-0": []}}', "R"),
+    ("panel", "", '{"gain": 1, "by hour": {"-129": []}}', "X"),
+    ("panel", "", '{"gain": 1, "modes": {"cool": {"max-temp": 1, "min_temp": 32768}}}', "R"),
+    ("panel", "", '{"gain": 1, "modes": {"cool": {"class": "c"}}}', "R"),
+    ("panel", "", '{"gain": 1, "pair": [{"max-temp": 1}, {"max-temp": 2, "class": null}]}', "A"),
+    ("panel", "patch", '{"pair": [{}, {}], "modes": {"off": {}}}', "A"),
+    ("panel", "cloud", '{"gain": 1, "pair": [{"max-temp": 1}, {"max-temp": 2}]}', "R"),
+    ("panel", "cloud", '{"gain": 1, "pair": [{}, {"class": "x"}]}', "R"),
+    ("panel", "patch+cloud", '{"pair": [{}, {"class": "x"}]}', "A"),
+    ("node", "", '{"name": "a", "children": [{"name": "b", "children": [{"name": "c"}]}]}', "A"),
+    ("node", "", '{"name": "a", "children": [{"name": "b", "children": [{}]}]}', "R"),
+]
+
+out = subprocess.run(sys.argv[1:], input=json.dumps([c[:3] for c in CASES]),
+                     capture_output=True, text=True, check=True).stdout
+result = json.loads(out)
+failures = 0
+for (record, how, document, expected), accepted in zip(CASES, result["verdicts"], strict=True):
+    schema = result["schemas"][record + "/" + how]
+    Draft202012Validator.check_schema(schema)
+    valid = Draft202012Validator(schema).is_valid(json.loads(document))
+    if expected == "X":
+        ok = not accepted and valid
+    else:
+        ok = valid == accepted and (expected == "W" or accepted == (expected == "A"))
+    if not ok:
+        failures += 1
+        print(f"{record} {how or 'complete'}: {document}\n  expected {expected}, library "
+              f"{'accepts' if accepted else 'refuses'}, schema {'accepts' if valid else 'refuses'}")
+print(f"schema check: {len(CASES) - failures} of {len(CASES)} documents as expected")
+sys.exit(1 if failures else 0)

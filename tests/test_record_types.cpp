@@ -1,0 +1,155 @@
+// JSON key names, and the member types beyond the scalars: float, std::array, maps keyed by
+// integers and enumerations, and a record of 64 members.
+
+#include <cfloat>
+#include <iterator>
+
+#include "codec_driver.hpp"
+#include "record_kinds.hpp"
+
+using tolvi_test::json;
+
+namespace {
+
+// Every member holds a value; keys sorted as the compact text prints them.
+char const panel_text[] =
+    R"({"@rgb":[1,2,255],"by hour":{"-128":[],"7":[0.1,-1.25]},)"
+    R"("counters":{"0":-1,"18446744073709551615":2147483647},"extra":{"k":[true]},"gain":0.5,)"
+    R"("modes":{"cool":{"class":null,"max-temp":18,"min_temp":-32768},"heat":{"max-temp":30}},)"
+    R"("pair":[{"max-temp":1},{"class":"x","max-temp":2}]})";
+
+kinds::panel make_panel() {
+    kinds::panel p;
+    tv::from_json(p, panel_text);
+    return p;
+}
+
+struct big {
+    tv::required<int> m0, m1, m2, m3, m4, m5, m6, m7, m8, m9, m10, m11, m12, m13, m14, m15, m16,
+        m17, m18, m19, m20, m21, m22, m23, m24, m25, m26, m27, m28, m29, m30, m31, m32, m33, m34,
+        m35, m36, m37, m38, m39, m40, m41, m42, m43, m44, m45, m46, m47, m48, m49, m50, m51, m52,
+        m53, m54, m55, m56, m57, m58, m59, m60, m61, m62, m63;
+};
+TOLVI_RECORD(big, m0, m1, m2, m3, m4, m5, m6, m7, m8, m9, m10, m11, m12, m13, m14, m15, m16, m17,
+             m18, m19, m20, m21, m22, m23, m24, m25, m26, m27, m28, m29, m30, m31, m32, m33, m34,
+             m35, m36, m37, m38, m39, m40, m41, m42, m43, m44, m45, m46, m47, m48, m49, m50, m51,
+             m52, m53, m54, m55, m56, m57, m58, m59, m60, m61, (m62, "m-62"), m63);
+
+} // namespace
+
+TEST(RecordKeys, EveryPlaceNamesTheKey) {
+    tolvi_test::log_capture cap;
+    kinds::limits l;
+    tv::from_json(l, R"({"max-temp": 30, "min_temp": -5, "class": "b", "max_temp": 1})");
+    EXPECT_EQ(*l.max_temp, 30); // "max_temp" is a key the record does not describe
+    EXPECT_EQ(tv::to_json(l), R"({"class":"b","max-temp":30,"min_temp":-5})");
+    std::vector<char const*> const names = tv::member_names<kinds::limits>();
+    EXPECT_EQ(std::vector<std::string>(names.begin(), names.end()),
+              (std::vector<std::string>{"max-temp", "min_temp", "class"}));
+
+    kinds::limits changed = l;
+    changed.max_temp = 31;
+    changed.klass = tv::none;
+    Variant const patch = tv::make_patch(changed, l);
+    EXPECT_EQ(patch, json(R"({"class":null,"max-temp":31})"));
+    tv::from_variant(l, patch, tv::options().as_patch());
+    EXPECT_TRUE(tv::equal(l, changed));
+
+    EXPECT_BAD_SOURCE(tv::from_json(l, R"({"class":"c"})"),
+                      R"(; attribute "max-temp" top-level: {"class":"c"})");
+    EXPECT_BAD_SOURCE(tv::from_json(l, R"({"max-temp":1})", tv::options().from(kinds::cloud)),
+                      R"(; attribute "max-temp" top-level: {"max-temp":1})");
+    EXPECT_THROW(tv::to_variant(kinds::limits()), tv::missing_value);
+    ASSERT_EQ(cap.entries.size(), 2u);
+    EXPECT_EQ(cap.entries[0].message, "rejecting field max-temp from unacceptable source type");
+    EXPECT_EQ(cap.entries[1].message, "cannot serialize unprovided value max-temp");
+}
+
+TEST(RecordTypes, RoundTripCompareAndPatch) {
+    kinds::panel const base = make_panel();
+    EXPECT_EQ(tv::to_json(base, tv::options().as_patch()), panel_text);
+    EXPECT_EQ((*base.counters).at(UINT64_MAX), 2147483647);
+    EXPECT_EQ((*base.hours).at(7)[0], 0.1f);
+    void (*const changes[])(kinds::panel&) = {
+        [](kinds::panel& p) { p.gain = 0.25f; },
+        [](kinds::panel& p) { (*p.rgb)[2] = 254; },
+        [](kinds::panel& p) { (*p.hours)[7][0] = 0.2f; },
+        [](kinds::panel& p) { p.hours->erase(7); },
+        [](kinds::panel& p) { (*p.modes)[kinds::mode::off].max_temp = 0; },
+        [](kinds::panel& p) { (*p.modes)[kinds::mode::cool].klass = "c"; },
+        [](kinds::panel& p) { p.counters->emplace(1, 0); },
+        [](kinds::panel& p) { (*p.pair)[0].max_temp = 3; },
+    };
+    for (std::size_t i = 0; i < std::size(changes); ++i) {
+        kinds::panel changed = base, patched = base;
+        changes[i](changed);
+        EXPECT_FALSE(tv::equal(base, changed)) << "change " << i;
+        tv::from_variant(patched, tv::make_patch(changed, base), tv::options().as_patch());
+        EXPECT_TRUE(tv::equal(patched, changed)) << "change " << i;
+    }
+}
+
+TEST(RecordTypes, EdgeValuesReadAndWriteBack) {
+    for (char const* text :
+         {R"({"gain":3.4028234663852886e38})", R"({"gain":-3.4028234663852886e38})",
+          R"({"gain":0.1,"by hour":{"-128":[],"127":[]}})",
+          R"({"gain":1.5,"counters":{"0":-9223372036854775808}})"}) {
+        kinds::panel p;
+        tv::from_json(p, text);
+        EXPECT_EQ(tv::to_variant(p, tv::options().as_patch()), json(text)) << text;
+    }
+}
+
+// Each refusal throws bad_deserialization_source alone, and the container keeps its content.
+TEST(RecordTypes, RefusedValuesKeepTheOldContent) {
+    kinds::panel const base = make_panel();
+    for (auto [key, value] : {
+             std::pair{"gain", "1e39"},
+             {"gain", "-3.5e38"},
+             {"gain", "\"1\""},
+             {"@rgb", "[1,2]"},
+             {"@rgb", "[1,2,3,4]"},
+             {"@rgb", "[1,2,256]"},
+             {"by hour", R"({"128":[]})"},
+             {"by hour", R"({"-129":[]})"},
+             {"by hour", R"({"07":[]})"},
+             {"by hour", R"({"+7":[]})"},
+             {"by hour", R"({" 7":[]})"},
+             {"by hour", R"({"7 ":[]})"},
+             {"by hour", R"({"":[]})"},
+             {"by hour", R"({"-0":[]})"},
+             {"by hour", R"({"99999999999999999999":[]})"},
+             {"by hour", R"({"7":[1e39]})"},
+             {"counters", R"({"-1":0})"},
+             {"counters", R"({"18446744073709551616":0})"},
+             {"counters", R"({"1":2.0})"},
+             {"modes", R"({"Heat":{"max-temp":1}})"},
+             {"modes", R"({"heat":{"max_temp":1}})"},
+             {"pair", R"([{"max-temp":1}])"},
+         }) {
+        Variant doc = json(panel_text);
+        doc[key] = json(value);
+        kinds::panel p = base;
+        EXPECT_THROW(tv::from_variant(p, doc), tv::bad_deserialization_source)
+            << key << ": " << value;
+        EXPECT_TRUE(tv::equal(p, base)) << key << ": " << value;
+    }
+    kinds::panel p;
+    EXPECT_BAD_SOURCE(
+        tv::from_json(p, R"({"gain":1,"by hour":{"128":[]}})"),
+        R"(; attribute "128" element `{"128":[]}` top-level: {"by hour":{"128":[]},"gain":1})");
+}
+
+TEST(RecordTypes, SixtyFourMembers) {
+    std::vector<char const*> const names = tv::member_names<big>();
+    ASSERT_EQ(names.size(), 64u);
+    EXPECT_STREQ(names[62], "m-62");
+    Variant doc;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        doc[names[i]] = Variant(static_cast<int>(i));
+    }
+    big b;
+    tv::from_variant(b, doc);
+    EXPECT_EQ(*b.m63, 63);
+    EXPECT_EQ(tv::to_variant(b), doc);
+}

@@ -1,0 +1,44 @@
+// json_schema: what it states for each member type. tests/schema checks it against a validator.
+
+#include <cfloat>
+#include <limits>
+
+#include "codec_driver.hpp"
+#include "record_kinds.hpp"
+
+using tolvi_test::json;
+
+TEST(Schema, StatesKeysRequiredMembersAndRanges) {
+    EXPECT_EQ(tv::json_schema<kinds::limits>(), json(R"({
+        "$schema": "https://json-schema.org/draft/2020-12/schema", "title": "limits",
+        "type": "object", "required": ["max-temp"], "properties": {
+            "max-temp": {"type": "integer", "minimum": -2147483648, "maximum": 2147483647},
+            "min_temp": {"type": ["integer", "null"], "minimum": -32768, "maximum": 32767},
+            "class": {"type": ["string", "null"]}}})"));
+    // A patch requires nothing; from a source type, a refused member must be absent.
+    Variant const patch =
+        tv::json_schema<kinds::limits>(tv::options().as_patch().from(kinds::cloud));
+    EXPECT_EQ(patch.get("required"), Variant());
+    EXPECT_EQ(patch.get("properties").get("max-temp"), Variant(false));
+}
+
+TEST(Schema, ContainersKeysAndNestedRecords) {
+    Variant const s = tv::json_schema<kinds::panel>();
+    Variant const& p = s.get("properties");
+    EXPECT_EQ(p.get("@rgb"), json(R"({"type": ["array", "null"], "minItems": 3, "maxItems": 3,
+                                      "items": {"type": "integer", "minimum": 0, "maximum": 255}})"));
+    EXPECT_EQ(p.get("by hour").get("propertyNames"), json(R"({"pattern": "^(0|-?[1-9][0-9]*)$"})"));
+    EXPECT_EQ(p.get("counters").get("propertyNames"), json(R"({"pattern": "^(0|[1-9][0-9]*)$"})"));
+    EXPECT_EQ(p.get("counters").get("additionalProperties").get("maximum"),
+              Variant(std::numeric_limits<long>::max())); // as built: 32 bits on armhf
+    EXPECT_EQ(p.get("modes"), json(R"({"type": ["object", "null"],
+                                      "propertyNames": {"enum": ["heat", "cool", "off"]},
+                                      "additionalProperties": {"$ref": "#/$defs/limits"}})"));
+    EXPECT_EQ(p.get("pair").get("items"), json(R"({"$ref": "#/$defs/limits"})"));
+    EXPECT_EQ(s.get("$defs").value.mapValue->size(), 1u);
+    EXPECT_EQ(s.get("$defs").get("limits").get("required"), json(R"(["max-temp"])"));
+    EXPECT_EQ(p.get("extra"), Variant(true));
+    EXPECT_EQ(p.get("gain").get("maximum"), Variant(static_cast<double>(FLT_MAX)));
+    EXPECT_EQ(tv::json_schema<kinds::node>().get("properties").get("children"),
+              json(R"({"type": ["array", "null"], "items": {"$ref": "#"}})"));
+}
