@@ -1,5 +1,7 @@
+#include <array>
 #include <cstdint>
 #include <iostream>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,30 +19,33 @@ TOLVI_ENUM(scale, {scale::celsius, "C"}, {scale::fahrenheit, "F"});
 struct sensor {
     tolvi::required<std::string> id;
     tolvi::required<scale> unit;
-    tolvi::optional<double> offset; // null: not calibrated
+    tolvi::optional<float> offset;                         // null: not calibrated
+    tolvi::optional<std::map<std::uint8_t, float>> hourly; // hour of the day: mean value
 };
-TOLVI_RECORD(sensor, id, unit, offset);
+TOLVI_RECORD(sensor, id, unit, offset, (hourly, "hourly-mean"));
 
 struct station {
     tolvi::required<std::string> name;
     tolvi::required<std::uint64_t> serial;
+    tolvi::required<std::array<std::uint8_t, 6>> mac;
     tolvi::required<std::vector<sensor>> sensors;
 };
-TOLVI_RECORD(station, name, serial, sensors);
+TOLVI_RECORD(station, name, (serial, "serial-no"), mac, sensors);
 TOLVI_REFUSE(station, serial, cloud); // the server may not change the serial number
 
 } // namespace app
 
 int main() {
     app::station s;
-    tolvi::from_json(s, R"({"name": "roof", "serial": 17,
-                            "sensors": [{"id": "t1", "unit": "C", "offset": null}]})");
+    tolvi::from_json(s, R"({"name": "roof", "serial-no": 17, "mac": [2, 0, 0, 0, 0, 1],
+                            "sensors": [{"id": "t1", "unit": "C", "offset": null,
+                                         "hourly-mean": {"7": 18.5, "13": 24}}]})");
     std::cout << *s.name << ": " << s.sensors->size()
               << " sensor, calibrated: " << (*s.sensors)[0].offset.engaged()
               << '\n'; // roof: 1 sensor, calibrated: 0
 
     app::station changed = s;
-    (*changed.sensors)[0].offset = 0.5;
+    (*changed.sensors)[0].offset = 0.5f;
     Variant const patch = tolvi::make_patch(changed, s); // only what changed: the sensor list
     tolvi::from_variant(s, patch, tolvi::options().from(app::cloud).as_patch());
     std::cout << tolvi::to_json(s) << '\n';
@@ -49,8 +54,14 @@ int main() {
     }
 
     try {
-        tolvi::from_json(s, R"({"serial": 1})", tolvi::options().from(app::cloud).as_patch());
+        tolvi::from_json(s, R"({"serial-no": 1})", tolvi::options().from(app::cloud).as_patch());
+        return 1;
     } catch (tolvi::bad_deserialization_source const& e) {
-        std::cout << e.what() << '\n'; // ... attribute "serial" top-level: {"serial":1}
+        std::cout << e.what() << '\n'; // ... attribute "serial-no" top-level: {"serial-no":1}
     }
+
+    // The documents the server may send: patches, without "serial-no".
+    Variant const schema =
+        tolvi::json_schema<app::station>(tolvi::options().from(app::cloud).as_patch());
+    std::cout << schema.prettyPrintJson() << '\n';
 }
