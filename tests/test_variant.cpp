@@ -1,134 +1,129 @@
-// Variant construction, copy, move, assignment and release.
+// The value type: construction, copies, lookups, updates, equality and the all-or-nothing merge.
 
 #include <climits>
+#include <cmath>
 #include <cstdint>
-#include <cstdlib>
-#include <new>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 #include <tolvi/Variant.hpp>
 
 namespace {
 
-// Allocations are counted, and the one numbered `fail_at` fails.
-constexpr std::size_t failed = SIZE_MAX;
-std::size_t allocations = 0;
-std::size_t fail_at = failed;
-
-// Runs `op`; returns the number of allocations it made, or `failed` when allocation number
-// `fail` (from 0) threw.
-template <class Op>
-std::size_t allocationsOf(Op op, std::size_t fail = failed) {
-    std::size_t made = failed;
-    allocations = 0;
-    fail_at = fail;
-    try {
-        op();
-        made = allocations;
-    } catch (std::bad_alloc const&) {
-    }
-    fail_at = failed;
-    return made;
+Variant json(char const* text) {
+    return Variant::fromJson(text);
 }
 
-Variant sample() {
-    return Variant::fromJson(R"({"list":[1,"two",{"k":[true]}],"name":"n","sub":{"x":1.5}})");
-}
-
-TEST(Variant, Constructors) {
+TEST(Variant, ConstructionAndCopies) {
     // Every integer type gives an Integer with its value, whatever the width of long.
     EXPECT_EQ(Variant(static_cast<short>(-3)), Variant(-3));
     EXPECT_EQ(Variant(LONG_MIN), Variant(static_cast<long long>(LONG_MIN)));
     EXPECT_EQ(Variant(4000000000U), Variant(4000000000LL));
     EXPECT_EQ(Variant(~std::uint64_t{0}), Variant(-1)); // keeps its bits
-    // The takeover constructors leave their arguments empty.
     std::string s(40, 's');
     Variant::map_type m{{"a", Variant(1)}};
-    Variant::vector_type v{Variant(1)};
-    Variant const ms(std::move(s)), mm(std::move(m)), mv(std::move(v));
-    EXPECT_TRUE(s.empty() && m.empty() && v.empty());
-    EXPECT_EQ(*ms.value.stringValue, std::string(40, 's'));
-}
-
-TEST(Variant, MovesAndComparisonsNeverAllocate) {
-    Variant a = sample(), c("x"), d("into itself");
-    Variant const other = sample();
-    Variant& alias = d;
-    EXPECT_EQ(allocationsOf([&] {
-                  Variant b(std::move(a));
-                  c = std::move(b); // releases the String, takes the Map
-                  a = std::move(c);
-                  d = std::move(alias);
-                  EXPECT_TRUE(a == other && b.isNull() && c.isNull() && d.isNull());
-              }),
-              0u);
-}
-
-// The source may lie inside the target's own payload, of another or of the same type.
-TEST(Variant, CopyAssignment) {
-    Variant const original = sample();
+    Variant const ms(std::move(s)), mm(std::move(m)); // the takeovers leave their arguments empty
+    EXPECT_TRUE(s.empty() && m.empty() && ms == Variant(std::string(40, 's')));
+    // Copies are deep, and the source may lie inside the target, of another type or the same.
+    Variant const original = json(R"({"list":[1,"two",{"k":[true]}],"name":"n","sub":{"x":1.5}})");
     Variant v = original;
-    Variant& self = v;
-    v = self;
     v["list"][0] = Variant(99);
-    EXPECT_TRUE(v != original && original == sample()); // copies are deep
-
-    v = v.get("name"); // String out of a Map
+    EXPECT_TRUE(v != original && Variant(original) == original);
+    v = v.get("name");
     EXPECT_EQ(v, Variant("n"));
-    v = sample();
-    v = v.get("sub"); // Map out of a Map
-    EXPECT_EQ(v, sample().get("sub"));
-    v = Variant::fromJson("[[1],3]");
-    v = v[0]; // Vector out of a Vector
-    EXPECT_EQ(v, Variant::fromJson("[1]"));
-    v = sample();
-    v = std::move(v["sub"]);
-    EXPECT_EQ(v, sample().get("sub"));
+    v = original;
+    v = v.get("sub");
+    EXPECT_EQ(v, original.get("sub"));
+    v = json("[[1],3]");
+    v = v[0];
+    EXPECT_EQ(v, json("[1]"));
+    Variant const flags = json("[true,false,true,false,true]");
+    EXPECT_EQ(Variant(flags).toJson(), "[true,false,true,false,true]");
 }
 
-TEST(Variant, CopyAssignmentIsAllOrNothing) {
-    struct row {
-        Variant target, source;
-    } const rows[] = {
-        {sample(), Variant::fromJson(R"({"a":["a text too long to be stored inline"]})")},
-        {Variant::fromJson("[1]"), Variant::fromJson(R"(["x",{"k":2}])")},
-        {Variant("old"), sample()}};
+// get, both key lookups, the index lookup and set, on one Variant of each type.
+TEST(Variant, LookupsAndSetOnEveryType) {
+    for (char const* text : {"null", "5", "2.5", "\"s\"", "true", R"({"k":1,"n":null})", "[1,2]"}) {
+        SCOPED_TRACE(text);
+        Variant const original = json(text);
+        bool const is_map = original.type == Variant::Map, is_null = original.isNull();
+        Variant v = original;
+        EXPECT_TRUE(v.get("absent").isNull());
+        EXPECT_FALSE(v.set("k", v)); // never itself
+        // Past the end, or not a vector: a Null whose writes do not reach later lookups.
+        int const index = v.type == Variant::Vector ? 2 : 0;
+        v[index] = Variant("written through");
+        EXPECT_TRUE(v[index].isNull() && v == original);
+        EXPECT_TRUE(std::isnan(v.asDouble()) || v.type == Variant::Integer ||
+                    v.type == Variant::Double);
+        // The const form inserts into a map only; anything else answers with itself.
+        Variant const& c = static_cast<Variant const&>(v)["new"];
+        EXPECT_EQ(&c, is_map ? &v.value.mapValue->at("new") : &v);
+        // The non-const form first turns a Null into a map.
+        Variant& r = v["k2"];
+        EXPECT_EQ(&r, is_map || is_null ? &v.value.mapValue->at("k2") : &v);
+        Variant s = original;
+        EXPECT_EQ(s.set("k", Variant("new")), is_map); // true only when replacing
+        EXPECT_EQ(s, is_map    ? json(R"({"k":"new","n":null})")
+                     : is_null ? json(R"({"k":"new"})")
+                               : original);
+    }
+    Variant list = json("[7,8]");
+    EXPECT_EQ(list[0], Variant(7));
+    EXPECT_EQ(Variant((std::int64_t{1} << 53) + 1).asDouble(), 0x1p53); // ties to even
+    EXPECT_TRUE(std::isnan(Variant("1").asDouble()));
+}
+
+TEST(Variant, Equality) {
+    std::tuple<char const*, char const*, bool> const rows[] = {
+        {"null", "{}", false},
+        {"1", "1.0", false},
+        {"0.0", "-0.0", true},
+        {R"({"a":1,"b":[1,2]})", R"({"b":[1,2],"a":1})", true},
+        {R"({"a":1})", R"({"a":1,"b":null})", false},
+        {R"({"a":1})", R"({"b":1})", false},
+        {"[1,2]", "[2,1]", false},
+        {"[1,2]", "[1,2,3]", false},
+        {"[1,2,3]", "[1,2]", false}};
+    for (auto const& [a, b, equal] : rows) {
+        EXPECT_EQ(json(a) == json(b), equal) << a << " == " << b;
+        EXPECT_EQ(json(b) != json(a), !equal) << b << " != " << a;
+    }
+    Variant two_true(true);
+    two_true.value.intValue = 2; // a foreign writer's "true"
+    EXPECT_TRUE(Variant(true) == two_true && Variant(false) != two_true);
+    EXPECT_NE(Variant(std::nan("")), Variant(std::nan("")));
+}
+
+TEST(Variant, Merge) {
+    // Target, source, and the target afterwards; null where the merge is refused.
+    char const* const rows[][3] = {
+        {R"({"a":1,"b":2})", R"({"b":null,"c":3})", R"({"a":1,"c":3})"},
+        {R"({"a":{"x":1}})", R"({"a":{"y":2}})", R"({"a":{"x":1,"y":2}})"},
+        {"{}", R"({"a":{"b":{"x":null},"v":[{"x":null}]}})", R"({"a":{"b":{},"v":[{"x":null}]}})"},
+        {R"({"a":1})", R"({"0":5,"a":"s"})", nullptr},
+        {R"({"a":[1,2]})", R"({"a":[3]})", R"({"a":[3]})"},
+        {R"({"a":null})", R"({"a":1})", nullptr},
+        // A conflict deep down, after earlier keys and levels were already merged in the copy.
+        {R"({"a":{"b":{"c":1}},"z":1})", R"({"a":{"b":{"d":2,"e":"x"},"n":null},"z":"s"})",
+         nullptr},
+        {"null", R"({"a":{"x":null}})", R"({"a":{"x":null}})"},
+        {"{}", "null", nullptr},
+        {"5", R"({"a":1})", nullptr},
+        {"[1]", "[2,3]", "[2,3]"}};
     for (auto const& r : rows) {
-        Variant target = r.target;
-        std::size_t n = 0;
-        while (allocationsOf([&] { target = r.source; }, n) == failed) {
-            EXPECT_EQ(target, r.target) << "allocation " << n << " of " << r.source.toJson();
-            ++n;
-        }
-        EXPECT_GT(n, 0u);
-        EXPECT_EQ(target, r.source);
+        SCOPED_TRACE(std::string(r[0]) + " <- " + r[1]);
+        Variant target = json(r[0]);
+        EXPECT_EQ(target.mergeWith(json(r[1])), r[2] != nullptr);
+        EXPECT_EQ(target, json(r[2] != nullptr ? r[2] : r[0]));
     }
-}
-
-TEST(Variant, MapKeysIterateInByteOrder) {
-    Variant const v = Variant::fromJson(R"({"ab":1,"a":2,"B":3,"\u00e9":4,"z":5,"":6})");
-    std::string keys;
-    for (auto const& entry : *v.value.mapValue) {
-        keys += entry.first + "|";
-    }
-    EXPECT_EQ(keys, "|B|a|ab|z|\xC3\xA9|");
+    Variant v = json(R"({"a":null,"m":{"b":null,"c":{"d":null}},"v":[{"e":null}]})");
+    EXPECT_TRUE(v.mergeWith(v)); // the source is the target
+    EXPECT_EQ(v, json(R"({"m":{"c":{}},"v":[{"e":null}]})"));
+    v = json(R"({"a":1,"inner":{"a":2,"inner":null,"z":{"q":1}}})");
+    EXPECT_TRUE(v.mergeWith(v.get("inner"))); // or lies inside it
+    EXPECT_EQ(v, json(R"({"a":2,"z":{"q":1}})"));
 }
 
 } // namespace
-
-// The one replacement of the global allocation functions in the test binary. Out of line, so
-// that the compiler does not pair malloc inside one with free inside the other.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    void* p = allocations++ == fail_at ? nullptr : std::malloc(size == 0 ? 1 : size);
-    if (p == nullptr) {
-        throw std::bad_alloc();
-    }
-    return p;
-}
-[[gnu::noinline]] void operator delete(void* p) noexcept {
-    std::free(p);
-}
-[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
