@@ -156,3 +156,12 @@ TEST(Records, WrongShapesThrowOrReadExactly) {
         }
     }
 }
+
+// Typed reads of plain values return the value; a wrong type or range is a refusal.
+TEST(Records, TypedReadsOfPlainValues) {
+    EXPECT_EQ(tv::from_variant<int>(Variant(7)), 7);
+    EXPECT_EQ(tv::from_variant<std::string>(Variant("x")), "x");
+    EXPECT_EQ(tv::from_json<std::vector<double>>("[1, 2.5]"), (std::vector<double>{1, 2.5}));
+    EXPECT_THROW(tv::from_variant<unsigned char>(Variant(256)), tv::bad_deserialization_source);
+    EXPECT_THROW(tv::from_json<int>("\"7\""), tv::bad_deserialization_source);
+}

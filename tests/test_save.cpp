@@ -1,6 +1,10 @@
 // Saving with tolvi::to_file: the file holds the old or the new text, never a torn one, and
 // every failure says why and leaves the old file as it was.
 
+// 64-bit inode numbers and directory offsets also on 32-bit builds (armhf under qemu on a 64-bit
+// host), where stat and readdir would otherwise fail with EOVERFLOW.
+#define _FILE_OFFSET_BITS 64
+
 #include <csignal>
 #include <fstream>
 #include <iterator>

@@ -153,7 +153,10 @@ int run(std::string const& data, std::string const& out) {
     std::string const saved = out + "/device.json";
     step(6, "Save the configuration: " + saved);
     std::filesystem::create_directories(out);
+    // Atomic: a temporary file beside it, synced, then renamed over it. A power cut or a full
+    // disk leaves the previous configuration whole; a failure throws and says why.
     tolvi::to_file(cfg, saved);
+    std::cout << "   saved atomically: the file holds the old configuration or the new one\n";
     std::ifstream file(saved);
     std::string const text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     std::cout << "   wrote " << text.size()

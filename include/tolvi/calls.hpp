@@ -39,9 +39,11 @@ std::string to_json(T const& v, options const& o = {}) {
     return to_variant(v, o).toJson();
 }
 
+// Saves atomically (see to_file(Variant const&, ...) in files.hpp): the value is serialized
+// before any file is touched, and the file then holds the old text or the new, never a part.
 template <class T>
 void to_file(T const& v, std::string const& path, options const& o = {}) {
-    detail::variant_to_json_file(to_variant(v, o), path);
+    to_file(to_variant(v, o), path);
 }
 
 template <class T>
@@ -57,10 +59,26 @@ void from_variant(T& v, Variant const& document, options const& o = {}) {
     }
 }
 
+// Typed reads into a fresh value: `int port = tolvi::from_variant<int>(doc.get("port"));`
+// A value of another type or range throws bad_deserialization_source.
+template <class T>
+T from_variant(Variant const& document, options const& o = {}) {
+    T v{};
+    from_variant(v, document, o);
+    return v;
+}
+
 // Malformed text reads as null, which no record accepts: bad_deserialization_source.
 template <class T>
 void from_json(T& v, std::string const& text, options const& o = {}) {
     from_variant(v, Variant::fromJson(text), o);
+}
+
+template <class T>
+T from_json(std::string const& text, options const& o = {}) {
+    T v{};
+    from_json(v, text, o);
+    return v;
 }
 
 template <class T>
