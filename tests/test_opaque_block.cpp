@@ -1,13 +1,15 @@
-// Opaque JSON blocks: factories, attributes, and the block codec alone and in records.
+// Opaque JSON blocks: factories, attributes, the block codec alone and in records, the typed
+// three-way comparisons and the JSONPath lookup.
 
-#include <string>
-
-#include <gtest/gtest.h>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <tuple>
 
 #include <tolvi/tolvi.hpp>
 
 #include "codec_driver.hpp"
-#include "test_support.hpp"
 
 namespace opaque_rec {
 
@@ -21,37 +23,22 @@ TOLVI_RECORD(device, config, extra);
 
 namespace {
 
-namespace tl = korvax::tolvi;
 using opaque_rec::device;
-using tl::opaque_json_block;
+using tv::json_type_mismatch;
+using tv::opaque_json_block;
 
 opaque_json_block block_of(std::string const& text) {
     return opaque_json_block::from_string(text);
 }
 
-device make(char const* config, char const* extra) {
-    device d;
-    d.config = block_of(config);
-    d.extra = block_of(extra);
-    return d;
-}
-
-TEST(OpaqueBlock, FactoriesAndTypeNames) {
+TEST(OpaqueBlock, FactoriesAndAttributes) {
     EXPECT_STREQ(opaque_json_block().json_type(), "null");
+    EXPECT_STREQ(block_of("{\"a\":").json_type(), "null");
     EXPECT_EQ(opaque_json_block::empty_object().json, Variant::fromJson("{}"));
-    std::pair<char const*, char const*> const cases[] = {
-        {"1", "Number"},      {"1.5", "Number"}, {"\"s\"", "String"},
-        {"false", "Boolean"}, {"{}", "Object"},  {"[1]", "Array"},
-        {"null", "null"},     {"", "null"},      {"{\"a\":", "null"}};
-    for (auto const& c : cases) {
-        EXPECT_STREQ(block_of(c.first).json_type(), c.second) << c.first;
-    }
     // The counted form reads exactly `length` bytes: a prefix parses, a cut value does not.
     EXPECT_EQ(opaque_json_block::from_string("[1,2]xyz", 5).json, Variant::fromJson("[1,2]"));
     EXPECT_TRUE(opaque_json_block::from_string("[1,2]", 3).json.isNull());
-}
 
-TEST(OpaqueBlock, SetAttributeStoresEachKind) {
     opaque_json_block b = block_of(R"({"blk":"replaced"})");
     opaque_json_block inner = block_of(R"({"x":[1]})");
     std::string moved(40, 'q');
@@ -64,75 +51,189 @@ TEST(OpaqueBlock, SetAttributeStoresEachKind) {
     b.set_attribute("nb", "a\0b", 3u);
     b.set_attribute("txt", "text"); // a bare text is a String, not a Boolean
     b.set_attribute("mv", std::move(moved));
-    // Other arithmetic types are widened; unsigned 64-bit values keep their bits.
-    b.set_attribute("l", -5L);
-    b.set_attribute("u", 4000000000u);
-    b.set_attribute("u64", ~0ULL);
-    b.set_attribute("self", b);  // ignored
-    inner.set_attribute("x", 0); // the stored copies are deep
-    Variant expected = Variant::fromJson(R"({"blk":{"x":[1]},"nul":null,"t":true,
-        "i":-1,"ll":-1099511627776,"d":1e-12,"txt":"text","l":-5,"u":4000000000,"u64":-1})");
+    b.set_attribute("u64", ~0ULL); // keeps its bits
+    b.set_attribute("self", b);    // ignored
+    inner.set_attribute("x", 0);   // the stored copies are deep
+    Variant expected = Variant::fromJson(R"({"blk":{"x":[1]},"nul":null,"t":true,"i":-1,
+        "ll":-1099511627776,"d":1e-12,"txt":"text","u64":-1,"mv":"qqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqq"})");
     expected.set("nb", Variant(std::string("a\0b", 3)));
-    expected.set("mv", Variant(std::string(40, 'q')));
     EXPECT_EQ(b.json, expected);
     EXPECT_TRUE(moved.empty());
-}
 
-TEST(OpaqueBlock, SetAttributeNeedsAnObject) {
-    char const* const message = "cannot set_attribute() on JSON storing a non-Object";
     // A default block holds null, which Variant::set alone would turn into an Object.
-    for (char const* text : {"null", "[1]", "3", "\"s\""}) {
-        opaque_json_block b = block_of(text);
+    for (char const* text : {"null", "[1]", "3"}) {
+        opaque_json_block c = block_of(text);
         std::string moved_in = "must survive";
-        EXPECT_THROW_MSG(b.set_attribute("k", 1), std::logic_error, message);
-        EXPECT_THROW_MSG(b.set_attribute("k", std::move(moved_in)), std::logic_error, message);
-        EXPECT_THROW_MSG(b.set_attribute("k", b), std::logic_error, message);
-        EXPECT_EQ(b.json, Variant::fromJson(text));
+        for (auto const& set : std::initializer_list<std::function<void()>>{
+                 [&] { c.set_attribute("k", 1); }, [&] { c.set_attribute("k", c); },
+                 [&] { c.set_attribute("k", std::move(moved_in)); }}) {
+            EXPECT_THROW_MSG(set(), std::logic_error,
+                             "cannot set_attribute() on JSON storing a non-Object");
+        }
+        EXPECT_EQ(c.json, Variant::fromJson(text));
         EXPECT_EQ(moved_in, "must survive");
     }
 }
 
-// Blocks as required and optional record members are written and read whole, of any type.
+// Blocks as required and optional record members are written and read whole, of any type; in a
+// patch a held block is merged, and a conflict leaves it as it was, silently.
 TEST(OpaqueBlock, RecordMembers) {
-    device d = make("null", R"({"a":[1,{"b":null}]})"); // null is a value of a required member
-    EXPECT_EQ(tl::to_json(d), R"({"config":null,"extra":{"a":[1,{"b":null}]}})");
-    d.extra = tl::none;
-    EXPECT_EQ(tl::to_json(d), R"({"config":null})");
-    for (std::string value : {"5", "2.5", "\"s\"", "true", "[1,[2]]", R"({"k":{}})"}) {
-        std::string const text = R"({"config":)" + value + R"(,"extra":)" + value + "}";
-        tl::from_json(d, text);
-        EXPECT_EQ(tl::to_json(d), text);
-    }
-    // Null disengages an optional block and is refused for a required one.
-    tl::from_json(d, R"({"config":{},"extra":null})");
-    EXPECT_TRUE(d.extra.provided() && !d.extra.engaged());
-    EXPECT_THROW(tl::from_json(d, R"({"config":null})"), tl::bad_deserialization_source);
-}
-
-// In a patch a held block is merged; a conflict leaves it as it was, silently.
-TEST(OpaqueBlock, RecordPatchMergesHeldBlocks) {
-    char const* const cases[][3] = {{R"({"a":1,"b":2})", R"({"b":null,"c":3})", R"({"a":1,"c":3})"},
-                                    {R"({"a":1})", R"({"0":5,"a":"s"})", R"({"a":1})"},
-                                    {"1", "2.0", "1"},
-                                    {"[1,2]", "[3]", "[3]"}};
-    auto const doc = [](char const* v) {
-        return std::string(R"({"config":)") + v + R"(,"extra":)" + v + "}";
+    device d;
+    d.config = block_of("null"); // null is a value of a required member
+    d.extra = block_of(R"({"a":[1,{"b":null}]})");
+    EXPECT_EQ(tv::to_json(d), R"({"config":null,"extra":{"a":[1,{"b":null}]}})");
+    auto const doc = [](std::string const& v) {
+        return R"({"config":)" + v + R"(,"extra":)" + v + "}";
     };
+    char const* const patches[][3] = {
+        {R"({"a":1,"b":2})", R"({"b":null,"c":3})", R"({"a":1,"c":3})"},
+        {R"({"a":1})", R"({"0":5,"a":"s"})", R"({"a":1})"},
+        {"1", "2.0", "1"}};
     tolvi_test::log_capture cap;
-    for (auto const& c : cases) {
-        device d = make(c[0], c[0]);
-        tl::from_json(d, doc(c[1]), tl::options().as_patch());
-        EXPECT_EQ(tl::to_json(d), doc(c[2]));
+    for (auto const& p : patches) {
+        tv::from_json(d, doc(p[0]));
+        tv::from_json(d, doc(p[1]), tv::options().as_patch());
+        EXPECT_EQ(tv::to_json(d), doc(p[2]));
     }
     EXPECT_TRUE(cap.entries.empty());
+    // Null disengages an optional block and is refused for a required one.
+    tv::from_json(d, R"({"config":{},"extra":null})");
+    EXPECT_TRUE(d.extra.provided() && !d.extra.engaged());
+    EXPECT_THROW(tv::from_json(d, R"({"config":null})"), tv::bad_deserialization_source);
+    // The codec writes the compare flag both ways, by deep equality.
+    using codec = tv::impl<opaque_json_block>;
+    EXPECT_TRUE(tolvi_test::compare<codec>(block_of("[{}]"), block_of("[{}]"), false));
+    EXPECT_FALSE(tolvi_test::compare<codec>(block_of("1"), block_of("1.0"), true));
 }
 
-// The codec writes the compare flag both ways, by deep equality; unlike the scalar codecs.
-TEST(OpaqueBlock, CodecCompareWritesTheFlag) {
-    using codec = tl::impl<opaque_json_block>;
-    EXPECT_TRUE(tolvi_test::compare<codec>(block_of("[{}]"), block_of("[{}]"), false));
-    EXPECT_FALSE(tolvi_test::compare<codec>(block_of("[1]"), block_of("[2]"), true));
-    EXPECT_FALSE(tolvi_test::compare<codec>(block_of("1"), block_of("1.0"), true));
+// ---- typed comparisons
+
+TEST(OpaqueCompare, AgainstScalars) {
+    opaque_json_block const five = block_of("5"), big = block_of("4000000000");
+    EXPECT_TRUE(five.compare(5.0) == 0 && five.compare(6LL) == -1 && five.compare(-1) == 1);
+    EXPECT_EQ(block_of("1.0").compare(1.0 + 1e-12), -1); // exact, unlike the double codec
+    // Integers stay exact beyond 2^53; a Double meets the integer as the nearest double.
+    EXPECT_EQ(block_of("9007199254740993").compare(9007199254740992LL), 1);
+    EXPECT_EQ(block_of("9007199254740992.0").compare(9007199254740993LL), 0);
+    // Other arithmetic types reach an overload without ambiguity, on LP64 and ILP32 alike.
+    EXPECT_TRUE(big.compare(static_cast<long>(INT_MAX)) == 1 && big.compare(4000000000u) == 0);
+    opaque_json_block nan; // NaN equals every number
+    nan.json = Variant(std::nan(""));
+    EXPECT_TRUE(nan.compare(1.0) == 0 && nan.compare(-5LL) == 0 && block_of("1").compare(nan) == 0);
+    // Flags compare as equal or different; texts as the standard string comparison does.
+    EXPECT_TRUE(block_of("true").compare(false) == 1 && block_of("false").compare(true) == 1);
+    opaque_json_block const ab = block_of("\"ab\"");
+    EXPECT_TRUE(ab.compare("abc") < 0 && ab.compare(std::string("ab")) == 0 && ab.compare("B") > 0);
+    EXPECT_EQ(opaque_json_block().compare(nullptr), 0);
+}
+
+// Objects, Arrays and nulls are not looked into.
+TEST(OpaqueCompare, BlockAgainstBlock) {
+    std::tuple<char const*, char const*, int> const cases[] = {
+        {"1", "2.0", -1},       {"2.0", "1", 1},
+        {"1", "1.0", 0},        {"3", "3", 0},
+        {"1.5", "-1.5", 1},     {"\"a\"", "\"b\"", -1},
+        {"\"b\"", "\"ab\"", 1}, {"true", "false", 1},
+        {"false", "true", 1},   {"false", "false", 0},
+        {"{\"a\":1}", "{}", 0}, {"[1]", "[1,2]", 0},
+        {"null", "null", 0},    {"9007199254740993", "9007199254740992", 1}};
+    for (auto const& [held, other, sign] : cases) {
+        int const result = block_of(held).compare(block_of(other));
+        EXPECT_EQ((result > 0) - (result < 0), sign) << held << " vs " << other;
+    }
+    auto const mismatch = [](std::string const& requested, std::string const& actual) {
+        return "requested JSON type: " + requested + "; actual JSON type: " + actual;
+    };
+    std::tuple<char const*, char const*, char const*, char const*> const pairs[] = {
+        {"null", "{}", "Object", "null"},
+        {"{}", "[]", "Array", "Object"},
+        {"1", "\"1\"", "String", "Number"},
+        {"true", "1", "Number", "Boolean"}};
+    for (auto const& [held, other, requested, actual] : pairs) {
+        EXPECT_THROW_MSG(block_of(held).compare(block_of(other)), json_type_mismatch,
+                         mismatch(requested, actual));
+    }
+    opaque_json_block const text = block_of("\"s\""), number = block_of("0");
+    EXPECT_THROW_MSG(text.compare(1), json_type_mismatch, mismatch("Number", "String"));
+    EXPECT_THROW_MSG(text.compare(nullptr), json_type_mismatch, mismatch("null", "String"));
+    EXPECT_THROW_MSG(number.compare(false), json_type_mismatch, mismatch("Boolean", "Number"));
+    EXPECT_THROW_MSG(number.compare("0"), json_type_mismatch, mismatch("String", "Number"));
+}
+
+// ---- JSONPath lookup
+
+// The match's compact JSON, or "-" when nothing matches.
+std::string found(opaque_json_block const& b, char const* path) {
+    auto const hit = b.attribute_at_path(path);
+    return hit ? hit->toJson() : "-";
+}
+
+TEST(JsonPath, FindsTheFirstMatch) {
+    // Keys in byte order: "", "'name'", "*x", "0", "B", "a", "a b", "arr", "e", "name", "o", "x.y".
+    opaque_json_block const b = block_of(R"({"": 1, "'name'": 2, "*x": 3, "0": 4, "B": {"id": 5},
+        "a": {"b": "s", "id": 6}, "a b": 7, "arr": [{"x": 1}, {"id": 8}, {"id": 9}, [10, 11]],
+        "e": [], "name": 12, "o": {}, "x.y": 13})");
+    // Quotes belong to a bracketed key, and on an Object the brackets always hold a key. A
+    // wildcard backtracks past candidates that lack the rest of the path, and tries members in
+    // byte order ("B" before "a"). "-": not found; syntax is read only as far as the walk gets.
+    std::pair<char const*, char const*> const cases[] = {
+        {"$.name", "12"},      {"$[name]", "12"},
+        {"$['name']", "2"},    {"$[0]", "4"},
+        {"$.", "1"},           {"$[]", "1"},
+        {"$.a b", "7"},        {"$[x.y]", "13"},
+        {"$[*x]", "3"},        {"$.arr[ 1].id", "8"},
+        {"$.arr[+1].id", "8"}, {"$.arr[]", "{\"x\":1}"},
+        {"$.arr[3][1]", "11"}, {"$.arr[*].id", "8"},
+        {"$.*.id", "5"},       {"$[*].id", "5"},
+        {"$.x.y", "-"},        {"$.arr[-1]", "-"},
+        {"$.arr[4]", "-"},     {"$.arr[99999999999999999999999]", "-"},
+        {"$.a.b.c", "-"},      {"$.arr.x", "-"},
+        {"$.name[", "-"},      {"$.e[*]bad", "-"},
+        {"$.o[*]bad", "-"}};
+    for (auto const& c : cases) {
+        EXPECT_EQ(found(b, c.first), c.second) << c.first;
+    }
+}
+
+// The last case: a wildcard meets the error in its first candidate and does not backtrack past it.
+TEST(JsonPath, MalformedPathsThrowAfterTheirLogLine) {
+    // The JSON, the path and the line of the log entry: 0 for an invalid path, which is not logged.
+    std::tuple<char const*, char const*, unsigned> const cases[] = {
+        {"{}", "", 123},          {"[1]", ".a", 123},          {"{}", "$x", 0},
+        {"null", "$x", 0},        {"[1]", "$[0]x", 0},         {"{\"a\":[1]}", "$.a[0]x", 0},
+        {"[1,2,3]", "$[2 ]", 50}, {"[1]", "$[", 50},           {"[1]", "$[*x]", 50},
+        {"{}", "$[", 68},         {"{\"a\":{}}", "$.a[b", 68}, {"{\"a\":{},\"b\":1}", "$.*[k", 68}};
+    for (auto const& [json, path, line] : cases) {
+        SCOPED_TRACE(std::string(json) + " " + path);
+        opaque_json_block const b = block_of(json);
+        std::string const message = line == 123 ? "unsupported JSONPath expression"
+                                    : line == 0 ? "invalid JSONPath expression"
+                                                : "missing “]” in JSONPath expression";
+        tolvi_test::log_capture cap;
+        EXPECT_THROW_MSG(b.attribute_at_path(path), std::runtime_error, message);
+        EXPECT_EQ(b.json, Variant::fromJson(json));
+        ASSERT_EQ(cap.entries.size(), line == 0 ? 0u : 1u);
+        if (line != 0) {
+            auto const& e = cap.entries[0];
+            EXPECT_TRUE(e.level == 0 && e.line == line) << e.level << " " << e.line;
+            EXPECT_EQ(e.file, "src/main/tolvi/opaque_json_block.cpp");
+            EXPECT_EQ(e.function, line == 123  ? "attribute_at_path"
+                                  : line == 50 ? "ojb_descend_into_array"
+                                               : "ojb_descend_into_object");
+            EXPECT_EQ(e.message, line == 123 ? message + ": " + path : message);
+        }
+    }
+}
+
+TEST(JsonPath, RootOfAnyBlockAndTheEmptyView) {
+    opaque_json_block const scalar = block_of("3");
+    EXPECT_EQ(scalar.attribute_at_path("$").get(), &scalar.json);
+    EXPECT_EQ(found(scalar, "$[0]") + found(scalar, "$.a") + found(scalar, "$["), "---");
+    korvax::tolvi::opaque_json_view const none;
+    char const* const message = "empty tolvi::opaque_json_view";
+    EXPECT_THROW_MSG(none.json_type(), std::logic_error, message);
+    EXPECT_THROW_MSG(none.attribute_at_path("$"), std::logic_error, message);
+    EXPECT_THROW_MSG(block_of("1").compare(none), std::logic_error, message);
 }
 
 } // namespace
