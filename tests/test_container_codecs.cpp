@@ -20,4 +20,6 @@ TEST(ContainerCodec, SetReplacesWhateverWasThere) {
     EXPECT_TRUE(&map == d.value.mapValue && map.empty());
     map["x"] = Variant(1);
     EXPECT_TRUE(tv::map_impl::set_map(&d, 0).empty());
+    tv::vector_impl::set_vector(&d, 1).push_back(Variant(1));
+    EXPECT_TRUE(tv::vector_impl::set_vector(&d, 1).empty());
 }

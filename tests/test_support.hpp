@@ -3,6 +3,7 @@
 // Shared test helpers: exact exception checks and a sink that records log entries.
 
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -10,25 +11,22 @@
 
 // Checks the exception's exact dynamic type and exact message.
 #define EXPECT_THROW_MSG(statement, exception_type, message)                                       \
-    do {                                                                                           \
-        bool tolvi_caught_ = false;                                                                \
-        try {                                                                                      \
-            statement;                                                                             \
-        } catch (exception_type const& e) {                                                        \
-            tolvi_caught_ = true;                                                                  \
-            EXPECT_TRUE(typeid(e) == typeid(exception_type))                                       \
-                << "dynamic type is " << typeid(e).name();                                         \
-            EXPECT_EQ(std::string(e.what()), std::string(message));                                \
-        } catch (...) {                                                                            \
-            ADD_FAILURE() << "unexpected exception type from " #statement;                         \
-            tolvi_caught_ = true;                                                                  \
-        }                                                                                          \
-        if (!tolvi_caught_) {                                                                      \
-            ADD_FAILURE() << #statement " did not throw";                                          \
-        }                                                                                          \
-    } while (0)
+    EXPECT_EQ(tolvi_test::thrown<exception_type>([&] { statement; }), std::string(message))
 
 namespace tolvi_test {
+
+// What `f` threw: the message of an E of exactly that type, or what happened instead.
+template <class E, class F>
+std::string thrown(F&& f) {
+    try {
+        f();
+    } catch (E const& e) {
+        return typeid(e) == typeid(E) ? e.what() : std::string("a ") + typeid(e).name();
+    } catch (...) {
+        return "another exception";
+    }
+    return "no exception";
+}
 
 struct captured_entry {
     int level;
