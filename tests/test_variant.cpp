@@ -44,35 +44,30 @@ TEST(Variant, ConstructionAndCopies) {
 
 // get, both key lookups, the index lookup and set, on one Variant of each type.
 TEST(Variant, LookupsAndSetOnEveryType) {
-    for (char const* text : {"null", "5", "2.5", "\"s\"", "true", R"({"k":1,"n":null})", "[1,2]"}) {
+    for (char const* text : {"null", "5", "\"s\"", R"({"k":1,"n":null})", "[1,2]"}) {
         SCOPED_TRACE(text);
         Variant const original = json(text);
         bool const is_map = original.type == Variant::Map, is_null = original.isNull();
         Variant v = original;
-        EXPECT_TRUE(v.get("absent").isNull());
-        EXPECT_FALSE(v.set("k", v)); // never itself
+        EXPECT_TRUE(v.get("absent").isNull() && !v.set("k", v)); // never itself
         // Past the end, or not a vector: a Null whose writes do not reach later lookups.
-        int const index = v.type == Variant::Vector ? 2 : 0;
-        v[index] = Variant("written through");
-        EXPECT_TRUE(v[index].isNull() && v == original);
-        EXPECT_TRUE(std::isnan(v.asDouble()) || v.type == Variant::Integer ||
-                    v.type == Variant::Double);
-        // The const form inserts into a map only; anything else answers with itself.
-        Variant const& c = static_cast<Variant const&>(v)["new"];
-        EXPECT_EQ(&c, is_map ? &v.value.mapValue->at("new") : &v);
-        // The non-const form first turns a Null into a map.
-        Variant& r = v["k2"];
-        EXPECT_EQ(&r, is_map || is_null ? &v.value.mapValue->at("k2") : &v);
+        v[v.type == Variant::Vector ? 2 : 0] = Variant("written through");
+        EXPECT_EQ(v, original);
+        // The const form answers anything but a map with itself; the other first turns a Null
+        // into a map.
+        Variant const* const c = &static_cast<Variant const&>(v)["new"];
+        Variant const* const r = &v["k2"];
+        EXPECT_EQ(c, is_map ? &v.get("new") : &v);
+        EXPECT_EQ(r, is_map || is_null ? &v.get("k2") : &v);
         Variant s = original;
         EXPECT_EQ(s.set("k", Variant("new")), is_map); // true only when replacing
         EXPECT_EQ(s, is_map    ? json(R"({"k":"new","n":null})")
                      : is_null ? json(R"({"k":"new"})")
                                : original);
     }
-    Variant list = json("[7,8]");
-    EXPECT_EQ(list[0], Variant(7));
+    EXPECT_EQ(json("[7,8]")[0], Variant(7));
     EXPECT_EQ(Variant((std::int64_t{1} << 53) + 1).asDouble(), 0x1p53); // ties to even
-    EXPECT_TRUE(std::isnan(Variant("1").asDouble()));
+    EXPECT_TRUE(std::isnan(Variant("1").asDouble()) && std::isnan(Variant().asDouble()));
 }
 
 TEST(Variant, Equality) {
@@ -84,8 +79,7 @@ TEST(Variant, Equality) {
         {R"({"a":1})", R"({"a":1,"b":null})", false},
         {R"({"a":1})", R"({"b":1})", false},
         {"[1,2]", "[2,1]", false},
-        {"[1,2]", "[1,2,3]", false},
-        {"[1,2,3]", "[1,2]", false}};
+        {"[1,2]", "[1,2,3]", false}};
     for (auto const& [a, b, equal] : rows) {
         EXPECT_EQ(json(a) == json(b), equal) << a << " == " << b;
         EXPECT_EQ(json(b) != json(a), !equal) << b << " != " << a;
