@@ -68,37 +68,13 @@ char decide(decision const& d) {
 
 } // namespace
 
-TEST(Composite, ApplyPreparesOrChecksTheMap) {
-    EXPECT_EQ(record().unacceptable_count, 0u);
-    Variant out = json(R"({"keep":1})"), number(5), doc = json(R"({"r":3})");
-    context<record>(tv::serialize_to_json, &out).apply();
-    EXPECT_EQ(out, json(R"({"keep":1})"));
-    context<record>(tv::serialize_to_json, &number).apply();
-    EXPECT_EQ(number, json("{}"));
-    EXPECT_BAD_SOURCE(
-        context<record>(tv::deserialize_from_json, &doc[std::string("r")], &doc).apply(),
-        R"(; element `3` top-level: {"r":3})");
+TEST(Composite, GetAttrOnlyReadsOrWrites) {
+    Variant out = json(R"({"keep":1})");
     for (tv::mode m : {tv::compare, tv::collect_attr_names, static_cast<tv::mode>(9)}) {
         EXPECT_THROW_MSG(context<record>(m, &out, &out).get_attr("keep", tv::optional_member),
                          std::logic_error,
                          "tolvi::composite_impl::get_attr() called for unsupported tolvi::mode");
     }
-}
-
-TEST(Composite, AbsentAndNullMembers) {
-    Variant doc = json(R"({"n":null})");
-    record c = reader(doc, {});
-    EXPECT_EQ(c.get_attr("a", tv::optional_member), nullptr);
-    // Any policy other than optional_member acts as required_member.
-    EXPECT_BAD_SOURCE(c.get_attr("a", tv::get_attr_policy(7)),
-                      R"(; attribute "a" top-level: {"n":null})");
-    EXPECT_EQ(c.get_attr("n", tv::optional_member), &doc[std::string("n")]);
-    for (bool patch : {false, true}) {
-        c.patch = patch;
-        EXPECT_BAD_SOURCE(c.get_attr("n", tv::required_member),
-                          R"(; attribute "n" top-level: {"n":null})");
-    }
-    EXPECT_EQ(c.get_attr("a", tv::required_member), nullptr) << "patch leaves it alone";
 }
 
 TEST(Composite, UnacceptableSourceTypes) {

@@ -1,9 +1,7 @@
 // JSON text to Variant and back, and the parse error report.
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <random>
 
 #include <tolvi/Variant.hpp>
 
@@ -103,37 +101,6 @@ TEST(JsonText, PrintsCompactAndPretty) {
         EXPECT_EQ(r.v.prettyPrintJson(), r.pretty) << r.compact;
     }
     EXPECT_EQ(toJansson(Variant("\xFF")), nullptr);
-}
-
-// Parsing sorts each object's members before building its map, comparing the first eight bytes of
-// the keys first: whatever the text order, every member must arrive under its own key.
-TEST(JsonText, EveryMemberArrivesWhateverTheTextOrder) {
-    // Keys that agree in their first eight bytes, prefixes of one another, bytes above 0x7F,
-    // upper before lower case, the empty key.
-    std::vector<std::string> keys = {"",          "a",         "ab",         "B",        "abcdefgh",
-                                     "abcdefgh0", "abcdefgh1", "abcdefg",    "abcdefgi", "\xC3\xA4",
-                                     "\xC3\xA4x", "zzzzzzzz",  "zzzzzzzzzz", "0",        "00000000",
-                                     "000000000", "~",         "key 10",     "key 9"};
-    std::mt19937 shuffle(42);
-    for (int round = 0; round < 10; ++round) {
-        std::shuffle(keys.begin(), keys.end(), shuffle);
-        // Each member holds its position in the text and an object in which the same keys come
-        // in the opposite order: objects inside arrays inside objects.
-        std::string text = "{";
-        Variant::map_type expected;
-        for (std::size_t i = 0; i < keys.size(); ++i) {
-            std::string inner = "{";
-            Variant::map_type inner_expected;
-            for (std::size_t j = keys.size(); j-- > 0;) {
-                inner += "\"" + keys[j] + "\":" + std::to_string(j) + (j > 0 ? "," : "}");
-                inner_expected.emplace(keys[j], Variant(j));
-            }
-            text += "\"" + keys[i] + "\":[" + std::to_string(i) + "," + inner + "]";
-            text += i + 1 < keys.size() ? "," : "}";
-            expected.emplace(keys[i], Variant::vector_type{Variant(i), Variant(inner_expected)});
-        }
-        EXPECT_EQ(Variant::fromJson(text), Variant(expected)) << text;
-    }
 }
 
 } // namespace

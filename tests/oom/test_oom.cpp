@@ -241,12 +241,6 @@ void operator delete(void* p, std::size_t) noexcept {
 void operator delete[](void* p, std::size_t) noexcept {
     give(p);
 }
-void operator delete(void* p, std::nothrow_t const&) noexcept {
-    give(p);
-}
-void operator delete[](void* p, std::nothrow_t const&) noexcept {
-    give(p);
-}
 
 int main(int argc, char** argv) {
     json_set_alloc_funcs([](std::size_t size) { return take(size, source::jansson); }, give);
