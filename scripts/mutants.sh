@@ -25,6 +25,8 @@ build=$work/build
 logs=$work/logs
 jobs=2
 limit=${TOLVI_MUTANT_TIMEOUT:-300} # seconds for each suite
+# TOLVI_MUTANT_GTEST_FILTER narrows the unit suite (a --gtest_filter value), e.g. to see whether
+# the other tests catch a fault without a given test.
 
 usage() {
     echo "usage: $0 [-j N | --check] [FILTER]" >&2
@@ -179,7 +181,8 @@ build_suites() {
 run_suites() {
     local rc=0
     (cd "$build/tests" && ulimit -v 4194304 &&
-        timeout "$limit" ./tolvi_tests --gtest_fail_fast --gtest_brief=1) >"$work/suite.log" 2>&1 ||
+        timeout "$limit" ./tolvi_tests --gtest_fail_fast --gtest_brief=1 \
+            --gtest_filter="${TOLVI_MUTANT_GTEST_FILTER:-*}") >"$work/suite.log" 2>&1 ||
         rc=$?
     if ((rc == 124)); then
         echo "tolvi_tests timed out"
