@@ -6,13 +6,13 @@
 #define _FILE_OFFSET_BITS 64
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include <dirent.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -25,6 +25,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 namespace tv = korvax::tolvi;
 
 struct settings {
@@ -40,51 +41,39 @@ std::string bytes(std::string const& path) {
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-std::vector<std::string> entries(std::string const& path) {
-    std::vector<std::string> names;
-    if (DIR* d = ::opendir(path.c_str())) {
-        while (dirent const* e = ::readdir(d)) {
-            if (e->d_name[0] != '.') {
-                names.emplace_back(e->d_name);
-            }
-        }
-        ::closedir(d);
-    }
-    return names;
-}
-
 std::string failure(std::string const& path, std::string const& why) {
     return "unable to save file \xE2\x80\x9C" + path + "\xE2\x80\x9D: " + why;
+}
+
+Variant big(char fill) {
+    return Variant(Variant::vector_type(20000, Variant(std::string(50, fill))));
 }
 
 // A fresh directory holding the target with the text "old".
 class Save : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_EQ(std::system(("rm -rf " + dir + " && mkdir -p " + dir).c_str()), 0);
+        fs::remove_all(dir);
+        fs::create_directories(dir);
         std::ofstream(target) << "old";
     }
     void TearDown() override {
         ::chmod(dir.c_str(), 0755);
-        std::system(("rm -rf " + dir).c_str());
+        fs::remove_all(dir);
     }
-    // Nothing changed: the old text and no temporary file.
-    void expect_untouched() {
+    // The old text, and no temporary file beside it.
+    static void expect_untouched() {
         EXPECT_EQ(bytes(target), "old");
-        EXPECT_EQ(entries(dir), std::vector<std::string>{"config.json"});
+        EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
     }
 };
-
-Variant big(char fill) {
-    return Variant(Variant::vector_type(20000, Variant(std::string(50, fill))));
-}
 
 TEST_F(Save, ReplacesTheFileWithANewOne) {
     tv::to_file(std::vector<int>{1, 2}, target);
     EXPECT_EQ(bytes(target), "[1,2]");
     tv::to_file(Variant::fromJson(R"({"b": [true], "a": 0.5})"), target);
     EXPECT_EQ(bytes(target), R"({"a":0.5,"b":[true]})");
-    EXPECT_EQ(entries(dir), std::vector<std::string>{"config.json"});
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
     struct stat st {};
     ASSERT_EQ(::stat(target.c_str(), &st), 0);
     mode_t const mask = ::umask(0);
@@ -100,15 +89,22 @@ TEST_F(Save, FailuresNameTheReasonAndChangeNothing) {
                      failure(dir, "rename failed: Is a directory"));
     EXPECT_THROW_MSG(tv::to_file(Variant(0.0 / 0.0), target), std::runtime_error,
                      failure(target, "the value has no JSON text"));
-    expect_untouched();
     // Serialization refuses before any file is touched.
     EXPECT_THROW(tv::to_file(settings{}, target), tv::missing_value);
+    // The file size limit stops the write part-way.
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
+    rlimit const old_limit = limit;
+    limit.rlim_cur = 4096;
+    auto const old_handler = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
+    EXPECT_THROW_MSG(tv::to_file(big('x'), target), std::runtime_error,
+                     failure(target, "write failed: File too large"));
+    ::setrlimit(RLIMIT_FSIZE, &old_limit);
+    std::signal(SIGXFSZ, old_handler);
     expect_untouched();
-}
-
-TEST_F(Save, ReadOnlyDirectory) {
+    // Root writes anywhere: a read-only directory is tried as an ordinary user, in a child.
     ASSERT_EQ(::chmod(dir.c_str(), 0555), 0);
-    // Root writes anywhere: the refusal is checked as an ordinary user, in a child process.
     EXPECT_EXIT(
         {
             if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) {
@@ -126,20 +122,6 @@ TEST_F(Save, ReadOnlyDirectory) {
     expect_untouched();
 }
 
-TEST_F(Save, WriteStoppedByTheFileSizeLimit) {
-    rlimit old_limit{};
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old_limit), 0);
-    rlimit small = old_limit;
-    small.rlim_cur = 4096;
-    auto const old_handler = std::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    EXPECT_THROW_MSG(tv::to_file(big('x'), target), std::runtime_error,
-                     failure(target, "write failed: File too large"));
-    ::setrlimit(RLIMIT_FSIZE, &old_limit);
-    std::signal(SIGXFSZ, old_handler);
-    expect_untouched();
-}
-
 // A process killed while it saves over and over leaves one whole document or the other.
 TEST_F(Save, KilledMidwayLeavesAWholeDocument) {
     std::string const a = big('a').toJson(), b = big('b').toJson();
@@ -147,18 +129,15 @@ TEST_F(Save, KilledMidwayLeavesAWholeDocument) {
     for (int round = 0; round < 12; ++round) {
         pid_t const child = ::fork();
         ASSERT_GE(child, 0);
-        if (child == 0) {
-            for (;;) {
-                tv::to_file(big('b'), target);
-                tv::to_file(big('a'), target);
-            }
+        while (child == 0) {
+            tv::to_file(big('b'), target);
+            tv::to_file(big('a'), target);
         }
         ::usleep(static_cast<useconds_t>(round * 2500));
         ::kill(child, SIGKILL);
         ::waitpid(child, nullptr, 0);
         std::string const text = bytes(target);
         EXPECT_TRUE(text == a || text == b) << "round " << round << ": " << text.size() << " bytes";
-        EXPECT_FALSE(Variant::fromJson(text).isNull());
     }
 }
 
