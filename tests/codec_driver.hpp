@@ -2,10 +2,6 @@
 
 // Drives one codec the way the record header code does: root settings, data pointers, apply().
 
-#include <stdexcept>
-#include <string>
-#include <vector>
-
 #include <tolvi/codecs.hpp>
 
 #include "test_support.hpp"

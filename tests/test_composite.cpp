@@ -28,7 +28,7 @@ record reader(Variant& doc, std::initializer_list<tv::source_type_t const*> refu
 void expect_log(tolvi_test::log_capture const& cap, unsigned line, std::string const& function,
                 std::string const& message) {
     ASSERT_EQ(cap.entries.size(), 1u);
-    tolvi_test::captured_entry const& e = cap.entries[0];
+    auto const& e = cap.entries[0];
     EXPECT_EQ(
         std::tie(e.level, e.file, e.line, e.function, e.message),
         std::make_tuple(0, std::string("src/main/tolvi/composite.cpp"), line, function, message));

@@ -45,8 +45,8 @@ TEST(JsonFiles, WritesAndReadsWholeFiles) {
     EXPECT_THROW_MSG(td::variant_from_json_file(no_dir), std::runtime_error, failure);
     EXPECT_THROW_MSG(td::variant_to_json_file(Variant(1), no_dir), std::runtime_error, failure);
     tolvi_test::log_capture log;
-    EXPECT_TRUE(td::variant_from_json_file(::testing::TempDir()).isNull());
-    EXPECT_TRUE(log.entries.size() == 1u && log.entries[0].level == 1);
+    EXPECT_TRUE(td::variant_from_json_file(::testing::TempDir()).isNull() &&
+                log.entries.size() == 1u && log.entries[0].level == 1);
 }
 
 } // namespace

@@ -60,22 +60,15 @@ TEST(JsonText, BadTextIsReportedAndGivesNull) {
 
 // Jansson places the error one byte past an invalid token: `pad` spaces then "x," give pad + 1.
 TEST(JsonText, ReportShowsAWindowOnlyPastByte3072) {
-    struct row {
-        std::size_t pad, tail;
-        bool window;
-    } const rows[] = {
-        {3071, 300, false}, // error at 3072
-        {3072, 300, true},  // error at 3073: the window is bytes 2973 up to 3172
-        {3072, 10, true},   // window cut at the end of the input
-    };
-    for (auto const& r : rows) {
-        SCOPED_TRACE(r.pad);
-        std::string const text = std::string(r.pad, ' ') + "x," + std::string(r.tail, 'a');
-        std::string const at = std::to_string(r.pad + 1);
-        std::string const window = "JSON substring [-100,100) bytes around offset: `" +
-                                   text.substr(r.pad + 1 - 100, 200) + "`; ";
-        expectReport(text, "JSON error [invalid token near 'x'] at " + at + " bytes; " +
-                               (r.window ? window : "") + "full JSON: " + text);
+    // Errors at 3072 and 3073; at 3073 the window is bytes 2973 up to 3172, or to the end.
+    for (auto const& [pad, tail] :
+         {std::pair<std::size_t, std::size_t>{3071, 300}, {3072, 300}, {3072, 10}}) {
+        std::string const text = std::string(pad, ' ') + "x," + std::string(tail, 'a');
+        std::string const window = pad < 3072 ? ""
+                                              : "JSON substring [-100,100) bytes around offset: `" +
+                                                    text.substr(pad + 1 - 100, 200) + "`; ";
+        expectReport(text, "JSON error [invalid token near 'x'] at " + std::to_string(pad + 1) +
+                               " bytes; " + window + "full JSON: " + text);
     }
 }
 

@@ -60,8 +60,8 @@ TEST(JsonUtf8, TextEndsAtTheFirstNul) {
     // the NUL lies inside an eight-byte step.
     std::string const value("ab\0cdefghij\xFF", 12);
     std::string const key("k\0\xFF", 3);
-    EXPECT_EQ(Variant(value).toJson(), "\"ab\"");
-    EXPECT_EQ(Variant(Map{{key, Variant(value)}}).toJson(), R"({"k":"ab"})");
+    EXPECT_EQ(Variant(value).toJson() + Variant(Map{{key, Variant(value)}}).toJson(),
+              R"("ab"{"k":"ab"})");
     // Two keys that agree up to their NUL become one member; the later one in key order wins.
     Variant const twins(
         Map{{std::string("k\0a", 3), Variant(1)}, {std::string("k\0b", 3), Variant(2)}});

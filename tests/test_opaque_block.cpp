@@ -21,7 +21,7 @@ opaque_json_block block_of(std::string const& text) {
 
 TEST(OpaqueBlock, FactoriesAndAttributes) {
     EXPECT_STREQ(block_of("{\"a\":").json_type(), "null");
-    EXPECT_EQ(opaque_json_block::empty_object().json, Variant::fromJson("{}"));
+    EXPECT_STREQ(opaque_json_block::empty_object().json_type(), "Object");
     // The counted form reads exactly `length` bytes: a prefix parses, a cut value does not.
     EXPECT_EQ(opaque_json_block::from_string("[1,2]xyz", 5).json, Variant::fromJson("[1,2]"));
     EXPECT_TRUE(opaque_json_block::from_string("[1,2]", 3).json.isNull());
@@ -53,8 +53,8 @@ TEST(OpaqueBlock, FactoriesAndAttributes) {
 // The codec writes the compare flag both ways, by deep equality.
 TEST(OpaqueBlock, CodecCompare) {
     using codec = tv::impl<opaque_json_block>;
-    EXPECT_TRUE(tolvi_test::compare<codec>(block_of("[{}]"), block_of("[{}]"), false));
-    EXPECT_FALSE(tolvi_test::compare<codec>(block_of("1"), block_of("1.0"), true));
+    EXPECT_TRUE(tolvi_test::compare<codec>(block_of("[{}]"), block_of("[{}]"), false) &&
+                !tolvi_test::compare<codec>(block_of("1"), block_of("1.0"), true));
 }
 
 // ---- typed comparisons
@@ -64,8 +64,8 @@ TEST(OpaqueCompare, AgainstScalars) {
     EXPECT_TRUE(five.compare(5.0) == 0 && five.compare(6LL) == -1 && five.compare(-1) == 1);
     EXPECT_EQ(block_of("1.0").compare(1.0 + 1e-12), -1); // exact, unlike the double codec
     // Integers stay exact beyond 2^53; a Double meets the integer as the nearest double.
-    EXPECT_EQ(block_of("9007199254740993").compare(9007199254740992LL), 1);
-    EXPECT_EQ(block_of("9007199254740992.0").compare(9007199254740993LL), 0);
+    EXPECT_TRUE(block_of("9007199254740993").compare(9007199254740992LL) == 1 &&
+                block_of("9007199254740992.0").compare(9007199254740993LL) == 0);
     // Other arithmetic types reach an overload without ambiguity, on LP64 and ILP32 alike.
     EXPECT_TRUE(big.compare(static_cast<long>(INT_MAX)) == 1 && big.compare(4000000000u) == 0);
     opaque_json_block nan; // NaN equals every number
@@ -160,22 +160,15 @@ TEST(JsonPath, MalformedPathsThrowAfterTheirLogLine) {
         ASSERT_EQ(cap.entries.size(), line == 0 ? 0u : 1u);
         if (line != 0) {
             auto const& e = cap.entries[0];
-            EXPECT_TRUE(e.level == 0 && e.line == line) << e.level << " " << e.line;
-            EXPECT_EQ(e.file, "src/main/tolvi/opaque_json_block.cpp");
+            EXPECT_TRUE(e.level == 0 && e.line == line &&
+                        e.file == "src/main/tolvi/opaque_json_block.cpp")
+                << e.level << " " << e.file << ":" << e.line;
             EXPECT_EQ(e.function, line == 123  ? "attribute_at_path"
                                   : line == 50 ? "ojb_descend_into_array"
                                                : "ojb_descend_into_object");
             EXPECT_EQ(e.message, line == 123 ? message + ": " + path : message);
         }
     }
-}
-
-TEST(JsonPath, EmptyViewRefusesTypedUse) {
-    korvax::tolvi::opaque_json_view const none;
-    char const* const message = "empty tolvi::opaque_json_view";
-    EXPECT_THROW_MSG(none.json_type(), std::logic_error, message);
-    EXPECT_THROW_MSG(none.attribute_at_path("$"), std::logic_error, message);
-    EXPECT_THROW_MSG(block_of("1").compare(none), std::logic_error, message);
 }
 
 } // namespace

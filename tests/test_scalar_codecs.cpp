@@ -46,11 +46,12 @@ TYPED_TEST(IntegerCodec, RangeEdgesRefusalsAndCompare) {
 }
 
 TEST(IntegerCodec, TextConversions) {
-    EXPECT_EQ(tv::impl<unsigned char>::scalar_from_string("300"), 44);
-    EXPECT_EQ(tv::impl<signed char>::scalar_from_string("200"), -56);
-    EXPECT_EQ(tv::impl<unsigned short>::scalar_from_string("-1"), 65535);
-    EXPECT_EQ(tv::impl<unsigned int>::scalar_from_string("4294967295"), 4294967295U);
-    EXPECT_EQ(tv::impl<unsigned int>::scalar_from_string(" -1"), 4294967295U);
+    // The narrow types are cut to their width.
+    EXPECT_TRUE(tv::impl<unsigned char>::scalar_from_string("300") == 44 &&
+                tv::impl<signed char>::scalar_from_string("200") == -56 &&
+                tv::impl<unsigned short>::scalar_from_string("-1") == 65535);
+    EXPECT_TRUE(tv::impl<unsigned int>::scalar_from_string("4294967295") == 4294967295U &&
+                tv::impl<unsigned int>::scalar_from_string(" -1") == 4294967295U);
     EXPECT_EQ(tv::impl<long long>::scalar_from_string("-9223372036854775808"), INT64_MIN);
     EXPECT_EQ(tv::impl<unsigned long long>::scalar_from_string("18446744073709551615"), UINT64_MAX);
     EXPECT_THROW(tv::impl<int>::scalar_from_string("abc"), std::invalid_argument);
@@ -77,13 +78,11 @@ TEST(BoolAndDoubleCodecs, OnlyTheirJsonTypesAndExactCompare) {
     }
     tv::impl<double>::epsilon = 0.5;
     double v = -0.25;
-    Variant out;
+    Variant out, three(3);
     run<tv::impl<double>>(tv::serialize_to_json, &v, &out);
     tv::impl<double>::epsilon = 1e-08;
-    EXPECT_EQ(out, Variant(0.0));
-    Variant three(3);
     run<tv::impl<double>>(tv::deserialize_from_json, &v, &three);
-    EXPECT_EQ(v, 3.0);
+    EXPECT_TRUE(out == Variant(0.0) && v == 3.0);
     expect_refused(2.5, {Variant(true), Variant("1.5"), Variant()});
     EXPECT_TRUE(!compare<tv::impl<double>>(nan, nan) && !compare<tv::impl<double>>(0.0, 1e-09));
     EXPECT_TRUE(compare<tv::impl<double>>(0.0, -0.0) &&

@@ -32,8 +32,7 @@ struct captured_entry {
     int level;
     std::string file;
     unsigned line;
-    std::string function;
-    std::string message;
+    std::string function, message;
 };
 
 // Registers a sink for its lifetime and keeps copies of what reaches it.

@@ -78,7 +78,8 @@ void sweep(operation const& op) {
     Variant expected_target = op.target;
     Variant const expected = op.run(expected_target);
     int absorbed = 0;
-    for (unsigned long n = 1;; ++n) {
+    // Until an attempt makes fewer allocations than the one meant to fail.
+    for (unsigned long n = 1; n == 1 || failed != source::none; ++n) {
         ASSERT_LT(n, 100000u) << "allocations without end";
         long const before = live;
         {
@@ -97,9 +98,7 @@ void sweep(operation const& op) {
             }
             armed = false;
             if (failed == source::none) {
-                EXPECT_FALSE(threw);
-                EXPECT_EQ(target, expected_target);
-                EXPECT_EQ(answer, expected);
+                EXPECT_TRUE(!threw && target == expected_target && answer == expected);
             } else if (threw) {
                 EXPECT_EQ(failed, source::operator_new);
                 // A Null may have become an empty Map before the failure.
@@ -112,9 +111,6 @@ void sweep(operation const& op) {
             }
         }
         EXPECT_EQ(live, before) << "blocks leaked when allocation " << n << " failed";
-        if (failed == source::none) {
-            break;
-        }
     }
     EXPECT_EQ(absorbed > 0, op.absorbs) << "no absorbed failure was injected";
 }
@@ -122,21 +118,14 @@ void sweep(operation const& op) {
 // Values that allocate at several depths; strings longer than the in-place buffer.
 char const* const documents[] = {
     "null", "\"a string long enough to need the heap\"",
-    "[1, 2.5, \"a string long enough to need the heap\", [true, null], {}]",
+    "[1, 2.5, \"a string long enough to need the heap\", [true, null], {}, [[[\"deep long\"]]]]",
     R"({"name": "a string long enough to need the heap", "list": [1, {"x": "another long string"}],
-        "map": {"a": 1, "b": [2, 3], "c": {"d": "yet another long string value"}}, "z": null})",
-    R"({"name": 7, "list": {"x": 1}, "extra": [[["deep long string value here"]]]})"};
+        "map": {"a": 1, "b": [2, 3], "c": {"d": "yet another long string value"}}, "z": null})"};
 
 // The demo's own documents.
 Variant demo(char const* name) {
     return tv::detail::variant_from_json_file(TOLVI_SOURCE_DIR "/examples/device_demo/data/" +
                                               std::string(name));
-}
-
-device_config configured() {
-    device_config r;
-    tv::from_variant(r, demo("device.json"));
-    return r;
 }
 
 // The operations, each applying `f` to the target and a source value.
@@ -201,9 +190,6 @@ std::vector<operation> table() {
                        device_config r;
                        tv::from_variant(r, v);
                        return tv::to_variant(r);
-                   }});
-    ops.push_back({"record written", Variant(), [r = configured()](Variant&) {
-                       return tv::to_variant(r, tv::options().as_patch());
                    }});
     return ops;
 }
