@@ -72,3 +72,16 @@ TEST(json_shared_nodes, TextAsUnsharedAndTheHandedOutTreeSharesNothing) {
         }
     }
 }
+
+// Small maps that each grow the cache while they are built: a container must not keep a slot
+// taken before its children were built (the sanitizer and valgrind runs see the stale write).
+TEST(json_shared_nodes, CacheGrowsWhileAContainerIsBuilt) {
+    Variant::vector_type list{Variant(1000000000LL), Variant(1000000001LL)};
+    for (int i = 0; i < 600; i += 2) {
+        list.push_back(Variant(Variant::map_type{{"a", i}, {"b", i + 1}}));
+    }
+    Variant const doc(std::move(list));
+    json_t* tree = toJansson(doc);
+    EXPECT_EQ(doc.toJson(), printed(tree, JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(7)));
+    json_decref(tree);
+}

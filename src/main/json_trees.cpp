@@ -128,8 +128,8 @@ private:
     json_t* string(std::string const& s);
     json_t* container(Variant const& v);
     json_t* empty(json_t*& node, json_t* (*make)());
-    slot* find(std::uint64_t hash) noexcept;
-    json_t* keep(slot* s, json_t* node, slot const& key) noexcept;
+    slot const* find(std::uint64_t hash) noexcept;
+    json_t* keep(json_t* node, slot const& key) noexcept;
     void release() noexcept;
 
     bool const share_;
@@ -213,7 +213,11 @@ bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& 
     return true;
 }
 
-treeBuilder::slot* treeBuilder::find(std::uint64_t hash) noexcept {
+// The slot a value with this hash would use, for a look before building; null while there is no
+// table. Only keep() changes the table, so the pointer is good until the next keep(): a container
+// looks itself up, builds its children (which keep theirs) and then keeps itself by its hash,
+// never by a pointer taken before.
+treeBuilder::slot const* treeBuilder::find(std::uint64_t hash) noexcept {
     if (!share_) {
         return nullptr;
     }
@@ -228,8 +232,17 @@ treeBuilder::slot* treeBuilder::find(std::uint64_t hash) noexcept {
             seen_ = 0; // no room for a cache: try again later
             return nullptr;
         }
-    } else if (misses_ > 2 * size_ && size_ < most_slots) {
-        // Many distinct values: a larger table keeps more of them.
+    }
+    return &slots_[hash & (size_ - 1)];
+}
+
+// Puts a newly built node in its slot, unless a value reached that slot first: replacing it would
+// touch a node built long ago. Many distinct values grow the table first, so it keeps more.
+json_t* treeBuilder::keep(json_t* node, slot const& key) noexcept {
+    if (!slots_ || node == nullptr) {
+        return node;
+    }
+    if (++misses_ > 2 * size_ && size_ < most_slots) {
         std::unique_ptr<slot[]> larger(new (std::nothrow) slot[size_ * 4]());
         if (larger) {
             release();
@@ -238,19 +251,10 @@ treeBuilder::slot* treeBuilder::find(std::uint64_t hash) noexcept {
             misses_ = 0;
         }
     }
-    return &slots_[hash & (size_ - 1)];
-}
-
-// Puts a newly built node in the slot, in place of the value there before.
-json_t* treeBuilder::keep(slot* s, json_t* node, slot const& key) noexcept {
-    if (s == nullptr || node == nullptr) {
-        return node;
-    }
-    ++misses_;
-    // The first value to reach a slot keeps it: replacing it would touch a node built long ago.
-    if (s->node == nullptr) {
-        *s = key;
-        s->node = json_incref(node);
+    slot& s = slots_[key.hash & (size_ - 1)];
+    if (s.node == nullptr) {
+        s = key;
+        s.node = json_incref(node);
     }
     return node;
 }
@@ -269,11 +273,11 @@ void treeBuilder::release() noexcept {
 
 json_t* treeBuilder::integer(std::int64_t value) {
     std::uint64_t const hash = mix(static_cast<std::uint64_t>(value));
-    slot* const s = find(hash);
+    slot const* const s = find(hash);
     if (s != nullptr && s->node != nullptr && s->what == kind::integer && s->integer == value) {
         return json_incref(s->node);
     }
-    return keep(s, json_integer(static_cast<json_int_t>(value)),
+    return keep(json_integer(static_cast<json_int_t>(value)),
                 slot{hash, kind::integer, nullptr, 0, value, nullptr});
 }
 
@@ -287,13 +291,13 @@ json_t* treeBuilder::string(std::string const& text) {
         return json_stringn_nocheck(text.data(), n);
     }
     std::uint64_t const hash = hashOf(text.data(), n);
-    slot* const s = find(hash);
+    slot const* const s = find(hash);
     if (s != nullptr && s->node != nullptr && s->what == kind::string && s->hash == hash &&
         s->size == n && std::memcmp(s->source, text.data(), n) == 0) {
         return json_incref(s->node);
     }
     // The document outlives the builder, so the slot may point into its text.
-    return keep(s, json_stringn_nocheck(text.data(), n),
+    return keep(json_stringn_nocheck(text.data(), n),
                 slot{hash, kind::string, text.data(), n, 0, nullptr});
 }
 
@@ -355,14 +359,15 @@ json_t* treeBuilder::build(Variant const& v) {
         if (!smallHash(v, hash, budget)) {
             return container(v);
         }
-        slot* const s = find(hash);
+        slot const* const s = find(hash);
         if (s != nullptr && s->node != nullptr && s->what == kind::container && s->hash == hash &&
             // No Double passes smallHash, so == is equality of the printed text here.
             *static_cast<Variant const*>(s->source) == v) {
             ++container_hits_;
             return json_incref(s->node);
         }
-        return keep(s, container(v), slot{hash, kind::container, &v, 0, 0, nullptr});
+        // Building the children may grow the table: `s` is not used past this point.
+        return keep(container(v), slot{hash, kind::container, &v, 0, 0, nullptr});
     }
     default:
         return json_null();
