@@ -11,6 +11,7 @@
 #include <tolvi/Variant.hpp>
 #include <tolvi/context.hpp>
 #include <tolvi/files.hpp>
+#include <tolvi/json_text.hpp>
 #include <tolvi/member_types.hpp>
 #include <tolvi/options.hpp>
 #include <tolvi/record_codec.hpp>
@@ -33,10 +34,10 @@ Variant to_variant(T const& v, options const& o = {}) {
     return out;
 }
 
-// Compact JSON text.
+// Compact JSON text, every double exact (json_text.hpp), so that it reads back equal.
 template <class T>
 std::string to_json(T const& v, options const& o = {}) {
-    return to_variant(v, o).toJson();
+    return to_json(to_variant(v, o));
 }
 
 // Saves atomically (see to_file(Variant const&, ...) in files.hpp): the value is serialized

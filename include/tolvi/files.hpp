@@ -17,6 +17,11 @@ inline namespace v1 {
 // umask).
 TOLVI_API void to_file(Variant const& value, std::string const& path);
 
+// The whole content of a file, bytes as they are; throws std::runtime_error
+// "unable to open file “path” for deserialization" when it cannot be opened. A read error after
+// opening ends the text there.
+TOLVI_API std::string read_text_file(std::string const& path);
+
 namespace detail {
 
 // Reads the whole file and parses it; throws std::runtime_error when it cannot be opened.

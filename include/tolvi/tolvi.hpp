@@ -13,6 +13,7 @@
 #include <tolvi/export.hpp>
 #include <tolvi/files.hpp>
 #include <tolvi/float_codec.hpp>
+#include <tolvi/json_text.hpp>
 #include <tolvi/log.hpp>
 #include <tolvi/member_printers.hpp>
 #include <tolvi/member_types.hpp>

@@ -1,4 +1,5 @@
 #include <tolvi/Variant.hpp>
+#include <tolvi/json_text.hpp>
 
 #include "json_trees.hpp"
 
@@ -380,3 +381,30 @@ std::string Variant::toJson() const {
 std::string Variant::prettyPrintJson() const {
     return json_trees::dump(*this, pretty_flags);
 }
+
+namespace korvax {
+namespace tolvi {
+inline namespace v1 {
+
+bool parse_json(std::string const& text, Variant& out, parse_failure& why) {
+    json_error_t error;
+    json_ptr const tree(json_loads(text.c_str(), parse_flags, &error));
+    if (!tree) {
+        why.reason = error.text;
+        why.line = error.line;
+        why.column = error.column;
+        why.position = error.position;
+        return false;
+    }
+    out = json_trees::convertTree(tree.get());
+    return true;
+}
+
+std::string to_json(Variant const& value) {
+    return json_trees::dump(value, JSON_COMPACT | JSON_ENCODE_ANY |
+                                       JSON_REAL_PRECISION(json_trees::exactDigits(value)));
+}
+
+} // namespace v1
+} // namespace tolvi
+} // namespace korvax

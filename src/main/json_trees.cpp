@@ -1,7 +1,11 @@
 #include "json_trees.hpp"
 
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -526,7 +530,58 @@ struct text_sink {
     }
 };
 
+// The fewest digits for one double: the shortest text that reads back (std::to_chars) has that
+// many, and "%.*g" rounds correctly, so it nearly always reads back too; near a power of two the
+// rounding may land outside, and one more digit is tried.
+int digitsOf(double x) {
+    if (!std::isfinite(x) || x == 0) {
+        return 1;
+    }
+    char text[40];
+    auto const printed = std::to_chars(text, text + sizeof text, x, std::chars_format::scientific);
+    int digits = 0;
+    for (char const* c = text; c != printed.ptr && *c != 'e'; ++c) {
+        digits += *c >= '0' && *c <= '9';
+    }
+    for (; digits < 17; ++digits) {
+        std::snprintf(text, sizeof text, "%.*g", digits, x);
+        if (std::strtod(text, nullptr) == x) {
+            break;
+        }
+    }
+    return digits;
+}
+
+int exactDigitsIn(Variant const& v, int most) {
+    switch (v.type) {
+    case Variant::Double:
+        return std::max(most, digitsOf(v.value.doubleValue));
+    case Variant::Map:
+        for (auto const& entry : *v.value.mapValue) {
+            if (most == 17) {
+                break;
+            }
+            most = exactDigitsIn(entry.second, most);
+        }
+        return most;
+    case Variant::Vector:
+        for (Variant const& element : *v.value.vectorValue) {
+            if (most == 17) {
+                break;
+            }
+            most = exactDigitsIn(element, most);
+        }
+        return most;
+    default:
+        return most;
+    }
+}
+
 } // namespace
+
+int exactDigits(Variant const& v) {
+    return exactDigitsIn(v, 1);
+}
 
 json_t* buildTree(Variant const& v, bool share) {
     return treeBuilder(share).build(v);

@@ -37,4 +37,8 @@ Variant convertTree(json_t* root);
 // `v` printed with the json_dumps flags `flags`, or the empty string when Jansson refuses it.
 std::string dump(Variant const& v, std::size_t flags);
 
+// The fewest significant digits (1 to 17) with which "%.*g" prints every finite double in `v` so
+// that it reads back exactly.
+int exactDigits(Variant const& v);
+
 } // namespace json_trees

@@ -9,8 +9,6 @@
 namespace korvax {
 namespace tolvi {
 inline namespace v1 {
-namespace detail {
-
 namespace {
 
 // One wording for both directions.
@@ -20,9 +18,9 @@ namespace {
 
 } // namespace
 
-Variant variant_from_json_file(std::string const& path) {
+std::string read_text_file(std::string const& path) {
     // Read with stdio: a read error (a directory, a failing device) ends the text there without
-    // an exception, and what was read is parsed.
+    // an exception, and what was read is kept.
     std::FILE* const in = std::fopen(path.c_str(), "r");
     if (in == nullptr) {
         throwOpenFailure(path);
@@ -33,7 +31,13 @@ Variant variant_from_json_file(std::string const& path) {
     for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, in)) > 0;) {
         text.append(chunk, n);
     }
-    return Variant::fromJson(text);
+    return text;
+}
+
+namespace detail {
+
+Variant variant_from_json_file(std::string const& path) {
+    return Variant::fromJson(read_text_file(path));
 }
 
 void variant_to_json_file(Variant const& value, std::string const& path) {

@@ -1,4 +1,5 @@
 #include <tolvi/files.hpp>
+#include <tolvi/json_text.hpp>
 
 #include <atomic>
 #include <cerrno>
@@ -82,7 +83,7 @@ int syncDirectory(std::string const& directory) {
 } // namespace
 
 void to_file(Variant const& value, std::string const& path) {
-    std::string const text = value.toJson();
+    std::string const text = to_json(value);
     if (text.empty()) {
         // A value that prints as nothing (NaN, text that is not UTF-8, no memory) would save an
         // empty file over a good one.

@@ -1,0 +1,36 @@
+#pragma once
+
+// JSON text beyond Variant::fromJson and toJson: parsing that says where the text went wrong
+// instead of logging it, and the compact text that keeps every double exactly.
+
+#include <string>
+
+#include <tolvi/Variant.hpp>
+#include <tolvi/export.hpp>
+
+namespace korvax {
+namespace tolvi {
+inline namespace v1 {
+
+// Why and where text is not JSON, as the parser reports it.
+struct parse_failure {
+    std::string reason; // such as "invalid token near 'tru'"
+    int line = 0;       // 1-based
+    int column = 0;     // 1-based
+    int position = 0;   // 0-based byte offset
+};
+
+// Parses like Variant::fromJson (any value at the top, up to the first NUL byte), but logs
+// nothing: on text that is not JSON (empty text included) it returns false, fills `why` and
+// leaves `out` as it was.
+TOLVI_API bool parse_json(std::string const& text, Variant& out, parse_failure& why);
+
+// The compact text of toJson, except that each double is written with as many significant digits
+// as it takes to read back the same double (toJson keeps 7): 0.1 stays 0.1, 1.0 / 3 takes 16. What
+// toJson leaves out (NaN, infinities, text that is not UTF-8) is left out here too; a refused
+// value at the top gives "".
+TOLVI_API std::string to_json(Variant const& value);
+
+} // namespace v1
+} // namespace tolvi
+} // namespace korvax
