@@ -51,11 +51,13 @@ template <class T>
 void from_variant(T& v, Variant const& document, options const& o = {}) {
     if constexpr (detail::check_type<T, T>()) {
         data_t const* doc = as_data(&document);
+        detail::read_settings settings;
+        settings.strict = o.strict_keys;
         impl<T> codec;
         codec.set_operation(deserialize_from_json, doc);
         codec.set_source_type(o.source_type);
         codec.patch = o.patch;
-        codec.set_data(nullptr, &v, const_cast<data_t*>(doc));
+        codec.set_data(&settings, &v, const_cast<data_t*>(doc));
         codec.apply();
     }
 }

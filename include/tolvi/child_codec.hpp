@@ -13,12 +13,18 @@ namespace tolvi {
 inline namespace v1 {
 namespace detail {
 
+// What a child context carries in `other`: the second value in compare mode, the parent's reading
+// settings (options.hpp) in deserialize_from_json.
+inline void const* other_for_child(impl_base const& parent, void const* other) noexcept {
+    return parent.op_mode == deserialize_from_json ? parent.other : other;
+}
+
 // Runs the codec of T as a child of `parent`.
 template <class T>
 void run(impl_base const& parent, void const* other, T const& v, data_t const* d) {
     impl<T> codec;
     codec.set_operation(parent);
-    codec.set_data(other, const_cast<T*>(&v), const_cast<data_t*>(d));
+    codec.set_data(other_for_child(parent, other), const_cast<T*>(&v), const_cast<data_t*>(d));
     codec.apply();
 }
 
@@ -31,7 +37,7 @@ void read_fresh(impl_base const& parent, T& v, data_t const* d) {
     if constexpr (std::is_same<T, opaque_json_block>::value) {
         codec.patch = false;
     }
-    codec.set_data(nullptr, &v, const_cast<data_t*>(d));
+    codec.set_data(other_for_child(parent, nullptr), &v, const_cast<data_t*>(d));
     codec.apply();
 }
 

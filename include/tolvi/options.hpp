@@ -10,6 +10,7 @@ inline namespace v1 {
 struct options {
     source_type_t const* source_type = nullptr; // null: _ac::source_type::unspecified
     bool patch = false;
+    bool strict_keys = false; // reading refuses keys that a record does not describe
 
     constexpr options& from(source_type_t const& st) noexcept {
         source_type = &st;
@@ -19,7 +20,27 @@ struct options {
         patch = on;
         return *this;
     }
+    constexpr options& strict(bool on = true) noexcept {
+        strict_keys = on;
+        return *this;
+    }
 };
+
+namespace detail {
+
+// What the record calls add to the framework's reading. The calls hand it down in the context's
+// `other`, which no codec reads in deserialize_from_json; a codec run outside the calls finds null
+// there and reads exactly as the framework does.
+struct read_settings {
+    bool strict = false; // refuse keys that a record does not describe
+};
+
+inline read_settings const* settings_of(impl_base const& c) noexcept {
+    return c.op_mode == deserialize_from_json ? static_cast<read_settings const*>(c.other)
+                                              : nullptr;
+}
+
+} // namespace detail
 
 } // namespace v1
 } // namespace tolvi
