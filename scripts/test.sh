@@ -127,6 +127,9 @@ run_consumers() {
     [[ ! -e $out/platform_skrib/platform/skrib/libskrib.so ]]
     "$out/platform_skrib/examples/json_tour" "$root/examples/data" >/dev/null
 
+    # The installed tool finds the library from its own place.
+    env -u LD_LIBRARY_PATH "$prefix/bin/tolvi" get "$root/examples/data/device.json" '$' >/dev/null
+
     # Builds without pkg-config, as on Android: any use of it fails their configure step.
     local no_pkg_config=(-DPKG_CONFIG_EXECUTABLE=/bin/false --no-warn-unused-cli)
     # The enclosing project brings Jansson as a `jansson` target and the platform's logging
@@ -166,7 +169,8 @@ run_consumers() {
         "$out/jansson_package_consumer/CMakeFiles/consumer.dir/link.txt"
     env -u LD_LIBRARY_PATH "$out/jansson_package_consumer/consumer"
     env -u LD_LIBRARY_PATH "$out/jansson_package_consumer/variant_consumer"
-    echo "find_package, add_subdirectory, pkg-config, platform skrib, jansson target," \
+    env -u LD_LIBRARY_PATH "$tolvi_prefix/bin/tolvi" get "$root/examples/data/device.json" '$' >/dev/null
+    echo "find_package, add_subdirectory, pkg-config, platform skrib, tool, jansson target," \
         "jansson package" >"$logs/consumers.log.detail"
 }
 
