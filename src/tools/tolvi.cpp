@@ -14,10 +14,10 @@ namespace tolvi = korvax::tolvi;
 
 namespace {
 
-// Exit statuses.
-constexpr int none = 1;   // get: nothing at the path; merge: refused
-constexpr int bad = 2;    // a file that cannot be read or saved, text that is not JSON, a bad path
-constexpr int usage = 64; // wrong usage, as sysexits.h's EX_USAGE
+// Exit statuses besides 0.
+constexpr int exit_no = 1;     // get: nothing at the path; merge: refused
+constexpr int exit_bad = 2;    // unreadable or unsaveable file, text that is not JSON, bad path
+constexpr int exit_usage = 64; // wrong usage, as sysexits.h's EX_USAGE
 
 char const usage_text[] =
     R"(usage: tolvi get FILE PATH       print the first value the JSONPath PATH reaches
@@ -107,7 +107,7 @@ int get(std::string const& file, std::string const& path) {
         throw std::runtime_error(std::string(e.what()) + ": " + path);
     }
     if (!found) {
-        return none;
+        return exit_no;
     }
     std::cout << tolvi::to_json(*found) << '\n';
     return 0;
@@ -119,7 +119,7 @@ int merge(std::string const& file, std::string const& patch_file, std::string co
     if (!target.mergeWith(patch)) {
         std::string const where = conflict(target, patch, "$", file, patch_file);
         std::cerr << "tolvi: merge refused" << where << "; nothing was changed\n";
-        return none;
+        return exit_no;
     }
     if (out.empty()) {
         std::cout << tolvi::to_json(target) << '\n';
@@ -147,7 +147,7 @@ int run(std::vector<std::string> const& args, std::string const& out) {
         return merge(args[1], args[2], out);
     }
     std::cerr << usage_text;
-    return usage;
+    return exit_usage;
 }
 
 } // namespace
@@ -172,21 +172,21 @@ int main(int argc, char** argv) {
     }
     if (args.empty()) {
         std::cerr << usage_text;
-        return usage;
+        return exit_usage;
     }
     int status;
     try {
         status = run(args, out);
     } catch (not_json const& e) {
         std::cerr << e.what() << '\n';
-        return bad;
+        return exit_bad;
     } catch (std::exception const& e) {
         std::cerr << "tolvi: " << e.what() << '\n';
-        return bad;
+        return exit_bad;
     }
     if (!std::cout.flush()) {
         std::cerr << "tolvi: unable to write standard output\n";
-        return bad;
+        return exit_bad;
     }
     return status;
 }
