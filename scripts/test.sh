@@ -4,7 +4,8 @@
 #   host         Debug build, all tests, the exported-interface check
 #   consumers    install into a temporary prefix; find_package, add_subdirectory and pkg-config
 #                consumers build and run, and a TOLVI_BUNDLED_SKRIB=OFF build links the installed
-#                logging library
+#                logging library; builds without pkg-config take Jansson from a target of the
+#                enclosing project and from Jansson's CMake package
 #   asan+ubsan   all tests under AddressSanitizer and UndefinedBehaviorSanitizer
 #   armhf        cross-built for 32-bit ARM (long is 32 bits there), tests run under qemu-user
 #   valgrind     optimized build, all tests, then the test binaries under valgrind memcheck
@@ -125,7 +126,52 @@ run_consumers() {
     cmake --build "$out/platform_skrib" -j"$jobs" --target json_tour
     [[ ! -e $out/platform_skrib/platform/skrib/libskrib.so ]]
     "$out/platform_skrib/examples/json_tour" "$root/examples/data" >/dev/null
-    echo "find_package, add_subdirectory, pkg-config, platform skrib" >"$logs/consumers.log.detail"
+
+    # The installed tool finds the library from its own place.
+    env -u LD_LIBRARY_PATH "$prefix/bin/tolvi" get "$root/examples/data/device.json" '$' >/dev/null
+
+    # Builds without pkg-config, as on Android: any use of it fails their configure step.
+    local no_pkg_config=(-DPKG_CONFIG_EXECUTABLE=/bin/false --no-warn-unused-cli)
+    # The enclosing project brings Jansson as a `jansson` target and the platform's logging
+    # library as skrib::skrib (the installed stand-in plays it).
+    cmake -S tests/consumer/add_subdirectory -B "$out/jansson_target" "${no_pkg_config[@]}" \
+        -DTOLVI_SOURCE_DIR="$root" -DJANSSON_TARGET=ON -DSKRIB_PREFIX="$prefix" -DTOLVI_WERROR=ON
+    cmake --build "$out/jansson_target" -j"$jobs"
+    [[ ! -e $out/jansson_target/tolvi/platform/skrib ]]
+    env -u LD_LIBRARY_PATH "$out/jansson_target/consumer"
+    # The 64-bit json_int_t check reads that target's header.
+    if cmake -S tests/consumer/add_subdirectory -B "$out/narrow_jansson" "${no_pkg_config[@]}" \
+        -DTOLVI_SOURCE_DIR="$root" -DJANSSON_TARGET=ON \
+        -DJANSSON_INCLUDE_DIR="$root/tests/consumer/narrow_jansson" >"$out/narrow_jansson.log" 2>&1; then
+        echo "a 32-bit json_int_t was accepted"
+        return 1
+    fi
+    grep -q "json_int_t is not 64 bits wide" "$out/narrow_jansson.log"
+
+    # Jansson's own CMake package in a prefix of its own, for the library's build and for the
+    # package the library installs.
+    local jansson_prefix=$out/jansson_prefix tolvi_prefix=$out/jansson_package_tolvi
+    cmake -S tests/consumer/jansson_package -B "$out/jansson_package"
+    cmake --install "$out/jansson_package" --prefix "$jansson_prefix"
+    cmake -S "$root" -B "$out/jansson_package_build" "${no_pkg_config[@]}" -DTOLVI_WERROR=ON \
+        -DTOLVI_BUILD_TESTS=OFF -DTOLVI_BUILD_EXAMPLES=OFF -DCMAKE_PREFIX_PATH="$jansson_prefix"
+    cmake --build "$out/jansson_package_build" -j"$jobs"
+    cmake --install "$out/jansson_package_build" --prefix "$tolvi_prefix"
+    if grep -q "^Requires.*jansson" "$tolvi_prefix/lib/pkgconfig/tolvi.pc"; then
+        echo "tolvi.pc requires a Jansson that pkg-config does not know"
+        return 1
+    fi
+    cmake -S tests/consumer/find_package -B "$out/jansson_package_consumer" "${no_pkg_config[@]}" \
+        -DCMAKE_PREFIX_PATH="$tolvi_prefix;$jansson_prefix"
+    cmake --build "$out/jansson_package_consumer" -j"$jobs"
+    # The installed package found Jansson, so the link can follow libtolvi to it.
+    grep -q -- "-rpath-link,$jansson_prefix/lib" \
+        "$out/jansson_package_consumer/CMakeFiles/consumer.dir/link.txt"
+    env -u LD_LIBRARY_PATH "$out/jansson_package_consumer/consumer"
+    env -u LD_LIBRARY_PATH "$out/jansson_package_consumer/variant_consumer"
+    env -u LD_LIBRARY_PATH "$tolvi_prefix/bin/tolvi" get "$root/examples/data/device.json" '$' >/dev/null
+    echo "find_package, add_subdirectory, pkg-config, platform skrib, tool, jansson target," \
+        "jansson package" >"$logs/consumers.log.detail"
 }
 
 run_sanitizers() {
