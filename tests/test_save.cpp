@@ -62,65 +62,135 @@ protected:
         fs::remove_all(dir);
     }
     // The old text, and no temporary file beside it.
-    static void expect_untouched() {
-        EXPECT_EQ(bytes(target), "old");
+    static void expect_untouched(std::string const& text = "old") {
+        EXPECT_EQ(bytes(target), text);
         EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
+    }
+    static mode_t mode(std::string const& path) {
+        struct stat st {};
+        EXPECT_EQ(::stat(path.c_str(), &st), 0);
+        return st.st_mode & 07777;
     }
 };
 
 TEST_F(Save, ReplacesTheFileWithANewOne) {
     tv::to_file(std::vector<int>{1, 2}, target);
     EXPECT_EQ(bytes(target), "[1,2]");
-    tv::to_file(Variant::fromJson(R"({"b": [true], "a": 0.5})"), target);
-    EXPECT_EQ(bytes(target), R"({"a":0.5,"b":[true]})");
-    EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
-    struct stat st {};
-    ASSERT_EQ(::stat(target.c_str(), &st), 0);
-    mode_t const mask = ::umask(0);
+    // What the text leaves out (a NaN, text that is not UTF-8, a key's bytes past a NUL) is no
+    // failure.
+    using map = Variant::map_type;
+    Variant const odd(Variant::vector_type{0.0 / 0.0, std::string("\xFF"), std::string("x\0y", 3),
+                                           map{{"a", 1},
+                                               {std::string("a\0b", 3), 2},
+                                               {std::string("a\0c", 3), 0.0 / 0.0},
+                                               {"k\xFF", 3}}});
+    tv::to_file(odd, target);
+    expect_untouched("[\"x\",{\"a\":2}]");
+    // A new file gets 0666 less the umask, and the longest name the directory allows fits.
+    std::string const longest = dir + "/" + std::string(255, 'n');
+    mode_t const mask = ::umask(077);
+    tv::to_file(Variant(1), longest);
     ::umask(mask);
-    EXPECT_EQ(st.st_mode & 0777, 0666 & ~mask);
+    tv::to_file(Variant(2), longest);
+    EXPECT_EQ(bytes(longest), "2");
+    EXPECT_EQ(mode(longest), 0600u);
+}
+
+// The old file's mode, owner and group stay; the file at the end of a chain of symbolic links is
+// replaced, and the links stay; other hard links keep the old file.
+TEST_F(Save, KeepsModeOwnerAndLinks) {
+    for (mode_t const kept : {0600, 0640, 0444}) {
+        ASSERT_EQ(::chown(target.c_str(), 65534, 65534) == 0, ::geteuid() == 0);
+        ASSERT_EQ(::chmod(target.c_str(), kept), 0);
+        tv::to_file(Variant(static_cast<int>(kept)), target);
+        EXPECT_EQ(bytes(target), std::to_string(kept));
+        EXPECT_EQ(mode(target), kept);
+        struct stat st {};
+        ASSERT_EQ(::stat(target.c_str(), &st), 0);
+        EXPECT_TRUE(::geteuid() != 0 || (st.st_uid == 65534 && st.st_gid == 65534));
+    }
+    fs::create_hard_link(target, dir + "/hard");
+    fs::create_directory(dir + "/real");
+    fs::create_symlink("real/config.json", dir + "/one"); // relative to the link's directory
+    fs::create_symlink(dir + "/one", dir + "/two");
+    for (char const* text : {"1", "2"}) { // a link to nothing leads to a new file there
+        tv::to_file(Variant::fromJson(text), dir + "/two");
+        EXPECT_EQ(bytes(dir + "/real/config.json"), text);
+        EXPECT_TRUE(fs::is_symlink(dir + "/one") && fs::is_symlink(dir + "/two"));
+        EXPECT_EQ(std::distance(fs::directory_iterator(dir + "/real"), {}), 1);
+    }
+    tv::to_file(Variant(3), target);
+    EXPECT_EQ(bytes(dir + "/hard"), std::to_string(0444));
 }
 
 TEST_F(Save, FailuresNameTheReasonAndChangeNothing) {
-    std::string const missing = dir + "/no/such/dir.json";
-    EXPECT_THROW_MSG(tv::to_file(Variant(1), missing), std::runtime_error,
-                     failure(missing, "cannot create a temporary file: No such file or directory"));
-    EXPECT_THROW_MSG(tv::to_file(Variant(1), dir), std::runtime_error,
-                     failure(dir, "rename failed: Is a directory"));
-    EXPECT_THROW_MSG(tv::to_file(Variant(0.0 / 0.0), target), std::runtime_error,
-                     failure(target, "the value has no JSON text"));
+    std::string const missing = dir + "/no/such/dir.json", loop = dir + "/loop";
+    fs::create_symlink("loop", loop);
+    struct {
+        std::string path;
+        Variant value;
+        std::string reason;
+    } const cases[] = {
+        {missing, 1, "cannot open its directory: No such file or directory"},
+        {dir, 1, "rename failed: Is a directory"},
+        {loop, 1, "cannot follow its symbolic links: Too many levels of symbolic links"},
+        {target, 0.0 / 0.0, "the value has no JSON text"},
+    };
+    for (auto const& c : cases) {
+        EXPECT_THROW_MSG(tv::to_file(c.value, c.path), std::runtime_error,
+                         failure(c.path, c.reason));
+    }
     // Serialization refuses before any file is touched.
     EXPECT_THROW(tv::to_file(settings{}, target), tv::missing_value);
-    // The file size limit stops the write part-way.
-    rlimit limit{};
-    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &limit), 0);
-    rlimit const old_limit = limit;
-    limit.rlim_cur = 4096;
-    auto const old_handler = std::signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-    EXPECT_THROW_MSG(tv::to_file(big('x'), target), std::runtime_error,
-                     failure(target, "write failed: File too large"));
-    ::setrlimit(RLIMIT_FSIZE, &old_limit);
-    std::signal(SIGXFSZ, old_handler);
+    fs::remove(loop);
     expect_untouched();
-    // Root writes anywhere: a read-only directory is tried as an ordinary user, in a child.
-    ASSERT_EQ(::chmod(dir.c_str(), 0555), 0);
-    EXPECT_EXIT(
-        {
-            if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) {
-                std::_Exit(2);
-            }
-            char message[256] = "";
-            try {
-                tv::to_file(Variant(1), target);
-            } catch (std::runtime_error const& e) { // released before the exit, for leak checkers
-                std::snprintf(message, sizeof message, "%s", e.what());
-            }
-            std::fputs(message, stderr);
-            std::_Exit(message[0] != '\0' ? 0 : 1);
-        },
-        ::testing::ExitedWithCode(0), "temporary file: Permission denied");
-    expect_untouched();
+}
+
+// Limits that only a process of its own may set: an ordinary user (root writes anywhere), and the
+// file size limit with SIGXFSZ at its default action, which would end the process.
+void asUser() {
+    if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) {
+        std::_Exit(2);
+    }
+}
+void smallFileLimit() {
+    rlimit const limit{4096, 4096};
+    std::signal(SIGXFSZ, SIG_DFL);
+    if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) {
+        std::_Exit(2);
+    }
+}
+
+TEST_F(Save, InAProcessOfItsOwn) {
+    struct {
+        void (*prepare)();
+        mode_t directory;
+        char const* outcome;
+    } const cases[] = {
+        {asUser, 0555, "temporary file: Permission denied"},
+        {smallFileLimit, 0755, "write failed: File too large"},
+        {asUser, 0777, "saved"}, // not allowed to keep the owner: no failure
+    };
+    for (auto const& c : cases) {
+        ASSERT_EQ(::chmod(dir.c_str(), c.directory), 0);
+        EXPECT_EXIT(
+            {
+                c.prepare();
+                char message[512] = "saved";
+                try {
+                    tv::to_file(big('x'), target);
+                } catch (std::exception const& e) { // released before the exit, for leak checkers
+                    std::snprintf(message, sizeof message, "%s", e.what());
+                }
+                std::fputs(message, stderr);
+                std::_Exit(0);
+            },
+            ::testing::ExitedWithCode(0), c.outcome);
+        if (c.directory != 0777) {
+            expect_untouched();
+        }
+    }
+    EXPECT_EQ(bytes(target), big('x').toJson());
 }
 
 // A process killed while it saves over and over leaves one whole document or the other.

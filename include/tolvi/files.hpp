@@ -9,12 +9,16 @@ namespace korvax {
 namespace tolvi {
 inline namespace v1 {
 
-// Saves the compact JSON text so that the file holds either its previous content or the whole
-// new text, whatever happens: a temporary file beside it is written, flushed to storage and
-// renamed over it, and the directory is synced. Any failure throws std::runtime_error naming the
-// path, the step and the system's reason; the temporary file is removed and the previous file is
-// left as it was. The saved file is a new file, with the mode a new file gets (0666 less the
-// umask).
+// Saves the compact JSON text of to_json so that the file holds either its previous content or
+// the whole new text, whatever happens: a temporary file beside it is written, flushed to storage
+// and renamed over it, and the directory is synced. A failed step throws std::runtime_error naming
+// the path, the step and the system's reason; running out of memory throws std::bad_alloc. An
+// exception means the previous file is there, byte for byte, and no temporary file is left; the
+// one exception says so in its message: the directory sync failed after the rename. The new file
+// takes the old one's mode, and its owner and group where the process may set them; a new file
+// gets 0666 less the umask. A symbolic link is written through (the file at the end of its chain
+// is replaced, the links stay); other hard links keep the old file. The file size limit gives
+// std::runtime_error, not SIGXFSZ. README "Saving a configuration" has the details.
 TOLVI_API void to_file(Variant const& value, std::string const& path);
 
 // The whole content of a file, bytes as they are; throws std::runtime_error
