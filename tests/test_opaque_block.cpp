@@ -120,20 +120,22 @@ std::string found(opaque_json_block const& b, char const* path) {
 TEST(JsonPath, FindsTheFirstMatch) {
     // Keys in byte order: "", "'name'", "*x", "0", "B", "a", "a b", "arr", "e", "name", "o", "x.y".
     opaque_json_block const b = block_of(R"({"": 1, "'name'": 2, "*x": 3, "0": 4, "B": {"id": 5},
-        "a": {"b": "s", "id": 6}, "a b": 7, "arr": [{"x": 1}, {"id": 8}, {"id": 9}, [10, 11]],
-        "e": [], "name": 12, "o": {}, "x.y": 13})");
+        "a": {"b": "s", "id": 6}, "a b": 7, "arr": [{"x": 1}, {"id": 8}, {"id": 9}, [10, 11], 4,
+        5, 6, 7, 8, 9, 10], "e": [], "name": 12, "o": {}, "x.y": 13})");
     // Quotes belong to a bracketed key, and on an Object the brackets always hold a key. A
     // wildcard backtracks past candidates that lack the rest of the path, and tries members in
-    // byte order ("B" before "a"). "-": not found; syntax is read only as far as the walk gets.
+    // byte order ("B" before "a"). Indexes are decimal, leading zeros and all. "-": not found;
+    // syntax is read only as far as the walk gets.
     std::pair<char const*, char const*> const cases[] = {
         {"$.name", "12"},      {"$[name]", "12"},     {"$['name']", "2"},
         {"$[0]", "4"},         {"$.", "1"},           {"$[]", "1"},
         {"$.a b", "7"},        {"$[x.y]", "13"},      {"$[*x]", "3"},
         {"$.arr[ 1].id", "8"}, {"$.arr[+1].id", "8"}, {"$.arr[]", "{\"x\":1}"},
         {"$.arr[3][1]", "11"}, {"$.arr[*].id", "8"},  {"$.*.id", "5"},
-        {"$[*].id", "5"},      {"$.x.y", "-"},        {"$.arr[-1]", "-"},
-        {"$.arr[4]", "-"},     {"$.a.b.c", "-"},      {"$.arr.x", "-"},
-        {"$.name[", "-"},      {"$.e[*]bad", "-"},    {"$.o[*]bad", "-"}};
+        {"$.arr[010]", "10"},  {"$[*].id", "5"},      {"$.x.y", "-"},
+        {"$.arr[-1]", "-"},    {"$.arr[011]", "-"},   {"$.a.b.c", "-"},
+        {"$.arr.x", "-"},      {"$.name[", "-"},      {"$.e[*]bad", "-"},
+        {"$.o[*]bad", "-"}};
     for (auto const& c : cases) {
         EXPECT_EQ(found(b, c.first), c.second) << c.first;
     }

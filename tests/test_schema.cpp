@@ -9,7 +9,11 @@
 using tolvi_test::json;
 
 TEST(Schema, StatesKeysRequiredMembersAndRanges) {
-    EXPECT_EQ(tv::json_schema<kinds::limits>(), json(R"({
+    Variant schema = tv::json_schema<kinds::limits>();
+    // The description states in words what the schema cannot, the limits of the text among them.
+    EXPECT_NE(schema.get("description").toJson().find("(1e309)"), std::string::npos);
+    schema.value.mapValue->erase("description");
+    EXPECT_EQ(schema, json(R"({
         "$schema": "https://json-schema.org/draft/2020-12/schema", "title": "limits",
         "type": "object", "required": ["max-temp"], "properties": {
             "max-temp": {"type": "integer", "minimum": -2147483648, "maximum": 2147483647},
@@ -27,8 +31,10 @@ TEST(Schema, ContainersKeysAndNestedRecords) {
     Variant const& p = s.get("properties");
     EXPECT_EQ(p.get("@rgb"), json(R"({"type": ["array", "null"], "minItems": 3, "maxItems": 3,
                                       "items": {"type": "integer", "minimum": 0, "maximum": 255}})"));
-    EXPECT_EQ(p.get("by hour").get("propertyNames"), json(R"({"pattern": "^(0|-?[1-9][0-9]*)$"})"));
-    EXPECT_EQ(p.get("counters").get("propertyNames"), json(R"({"pattern": "^(0|[1-9][0-9]*)$"})"));
+    EXPECT_EQ(p.get("by hour").get("propertyNames").get("pattern"),
+              Variant(R"(^(0|-?[1-9][0-9]*)(?![\s\S]))"));
+    EXPECT_EQ(p.get("counters").get("propertyNames").get("pattern"),
+              Variant(R"(^(0|[1-9][0-9]*)(?![\s\S]))"));
     EXPECT_EQ(p.get("counters").get("additionalProperties").get("maximum"),
               Variant(std::numeric_limits<long>::max())); // as built: 32 bits on armhf
     EXPECT_EQ(p.get("modes"), json(R"({"type": ["object", "null"],

@@ -15,6 +15,10 @@
 // where the schema only says it is written in decimal. A 64-bit unsigned value travels as the
 // signed 64-bit Integer of the same bits (2^64 - 1 is written -1), so its range is that of
 // long long. A member type with a codec of its own (impl<T>) gets no schema: any value.
+//
+// The root's "description" states those rules and the limits of the text, which refuse the whole
+// document: an integer outside the signed 64-bit range or a number beyond a double anywhere, an
+// escaped NUL and an unpaired surrogate escape.
 
 #include <algorithm>
 #include <array>
@@ -256,8 +260,10 @@ struct schema_of<std::map<K, T>> {
         if constexpr (is_named_enum<K>::value) {
             out.emplace("propertyNames", schema_object({{"enum", enum_names<K>()}}));
         } else if constexpr (is_integer<K>::value) {
-            char const* const decimal =
-                std::is_signed<K>::value ? "^(0|-?[1-9][0-9]*)$" : "^(0|[1-9][0-9]*)$";
+            // The text ends at the lookahead: some validators let "$" pass before a final new
+            // line (Python's re.search), which reading refuses.
+            char const* const decimal = std::is_signed<K>::value ? "^(0|-?[1-9][0-9]*)(?![\\s\\S])"
+                                                                 : "^(0|[1-9][0-9]*)(?![\\s\\S])";
             out.emplace("propertyNames", schema_object({{"pattern", Variant(decimal)}}));
         }
         return Variant(std::move(out));
@@ -277,6 +283,13 @@ Variant json_schema(options const& o = {}) {
         Variant::map_type& m = *out.value.mapValue;
         m.emplace("$schema", Variant("https://json-schema.org/draft/2020-12/schema"));
         m.emplace("title", Variant(detail::record_name<R>()));
+        m.emplace("description",
+                  Variant("Reading also refuses what this schema cannot state: anywhere in the "
+                          "text, opaque blocks and keys the record does not describe included, an "
+                          "integer outside the signed 64-bit range, a number too large for a "
+                          "double (1e309), the escape \\u0000 and a surrogate escape without its "
+                          "pair (\\ud800); in an integer member, a number written with a fraction "
+                          "(3.0); and an integer map key outside its type's range."));
         if (!w.defs.empty()) {
             m.emplace("$defs", Variant(std::move(w.defs)));
         }
