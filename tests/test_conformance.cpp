@@ -13,6 +13,7 @@
 #include <tolvi/Variant.hpp>
 
 #include "../fuzz/checks.hpp"
+#include "../fuzz/record_values.hpp"
 #include "test_support.hpp"
 
 namespace fs = std::filesystem;
@@ -66,7 +67,8 @@ TEST(fuzz_inputs, HoldEveryProperty) {
         {"json_text", tolvi_fuzz::check_json_text},
         {"merge", tolvi_fuzz::check_merge},
         {"jsonpath", tolvi_fuzz::check_jsonpath},
-        {"records", tolvi_fuzz::check_records}};
+        {"records", tolvi_fuzz::check_records},
+        {"record_values", fuzzrec::check_record_values}};
     for (auto const& [name, check] : targets) {
         int inputs = 0;
         for (char const* kind : {"corpus", "regressions"}) {

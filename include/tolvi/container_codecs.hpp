@@ -276,21 +276,21 @@ public:
         case serialize_to_json: {
             dict const& in = *static_cast<dict const*>(value);
             auto& out = map_impl::set_map(data, static_cast<unsigned int>(in.size()));
-            for (auto const& [key, e] : in) {
+            for (auto const& entry : in) {
                 Variant::map_type::iterator slot;
                 if constexpr (text_keys) { // in the order of the output: every insertion at the end
-                    slot = out.emplace_hint(out.end(), key, Variant());
+                    slot = out.emplace_hint(out.end(), entry.first, Variant());
                 } else {
-                    slot = out.emplace(detail::key_codec<K>::write(key), Variant()).first;
+                    slot = out.emplace(detail::key_codec<K>::write(entry.first), Variant()).first;
                 }
                 data_t* const d = as_data(&slot->second);
                 detail::at<T>(*this, slot->first, d, [&] {
                     if constexpr (text_keys) { // the other keys are numbers and declared names
-                        if (!detail::plain_text(key) && detail::in_record_call(*this)) {
-                            detail::check_writable_key(key);
+                        if (!detail::plain_text(slot->first) && detail::in_record_call(*this)) {
+                            detail::check_writable_key(slot->first);
                         }
                     }
-                    detail::run(*this, nullptr, e, d);
+                    detail::run(*this, nullptr, entry.second, d);
                     detail::check_output<T>(*this, *d);
                 });
             }
