@@ -161,13 +161,32 @@ void prepend(E& e, std::size_t index) {
     e.prepend_index(index);
 }
 
-// A refusal at `place` of the value `d`, which T's codec did not take.
-template <class T, class Place>
-document_error refused(Place const& place, data_t const* d) {
-    document_error e(std::string(), codec_traits<T>::expected(),
-                     d != nullptr ? to_json(*d) : std::string());
-    prepend(e, place);
-    return e;
+// Called in a handler for the failure of the child at `place`, whose Variant is `d` and whose
+// codec expects what `expected` says: rethrows it with the place in front of its path, or a bare
+// refusal of the child's codec as a document_error there. Out of line, so that each child costs
+// one handler.
+template <class Place>
+[[noreturn, gnu::cold, gnu::noinline]] void relocate(impl_base const& parent, Place const& place,
+                                                     data_t const* d, std::string (*expected)()) {
+    try {
+        throw;
+    } catch (document_error& e) {
+        prepend(e, place);
+        throw;
+    } catch (bad_deserialization_source const&) {
+        if (!in_record_call(parent)) {
+            throw;
+        }
+        document_error e(std::string(), expected(), d != nullptr ? to_json(*d) : std::string());
+        prepend(e, place);
+        throw e;
+    } catch (missing_member& e) {
+        prepend(e, place);
+        throw;
+    } catch (unwritable_value& e) {
+        prepend(e, place);
+        throw;
+    }
 }
 
 // Runs `f`, which reads or writes the child of type T at `place`; `d` is the child's Variant.
@@ -176,20 +195,8 @@ template <class T, class Place, class F>
                                       F&& f) {
     try {
         f();
-    } catch (document_error& e) {
-        prepend(e, place);
-        throw;
-    } catch (bad_deserialization_source const&) {
-        if (!in_record_call(parent)) {
-            throw;
-        }
-        throw refused<T>(place, d);
-    } catch (missing_member& e) {
-        prepend(e, place);
-        throw;
-    } catch (unwritable_value& e) {
-        prepend(e, place);
-        throw;
+    } catch (...) {
+        relocate(parent, place, d, &codec_traits<T>::expected);
     }
 }
 

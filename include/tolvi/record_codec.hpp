@@ -68,9 +68,24 @@ struct codec_traits<R, std::enable_if_t<is_record<R>::value>> {
     static std::string expected() { return "expected an object"; }
 };
 
+// The failures of one member, out of line so that each member costs a call.
+[[noreturn, gnu::cold, gnu::noinline]] inline void throw_missing_member(char const* name) {
+    missing_member e{std::string()};
+    e.prepend_key(name);
+    throw e;
+}
+
+// A member that holds a value, written as null.
+[[noreturn, gnu::cold, gnu::noinline]] inline void throw_null_member(bool optional) {
+    throw unwritable_value(std::string(), optional
+                                              ? "null would read back as a disengaged member"
+                                              : "null cannot be read back into a required member");
+}
+
 // Why get_attr refused member `name` of the record that `c` reads: it is absent, refused from the
 // document's source type, or null.
-inline document_error refused_member(impl_base const& c, char const* name, refusals const& r) {
+[[gnu::cold, gnu::noinline]] inline document_error
+refused_member(impl_base const& c, char const* name, refusals const& r) {
     Variant::map_type const& members = *c.data->value.mapValue;
     auto const it = members.find(name);
     source_type_t const* const* const end = r.types + r.count;
@@ -157,9 +172,7 @@ private:
             if (!detail::in_record_call(*this)) {
                 throw;
             }
-            missing_member e{std::string()};
-            e.prepend_key(name);
-            throw e;
+            detail::throw_missing_member(name);
         }
         if (!needed) {
             return;
@@ -178,10 +191,7 @@ private:
             codec.apply();
             detail::check_output<T>(*this, *d);
             if (d->type == Variant::Null && detail::in_record_call(*this)) {
-                throw unwritable_value(std::string(),
-                                       is_optional<W>
-                                           ? "null would read back as a disengaged member"
-                                           : "null cannot be read back into a required member");
+                detail::throw_null_member(is_optional<W>);
             }
         });
     }
