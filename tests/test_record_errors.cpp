@@ -144,6 +144,8 @@ TEST(RecordErrors, WritesRefuseWhatCannotReadBack) {
          ": a key that is not UTF-8 cannot be written as JSON"},
         {[](rec::shape& s, kinds::panel&) { s.extra->json["k"][0] = NAN; }, "/extra/k/0",
          ": NaN cannot be written as JSON"},
+        {[](rec::shape& s, kinds::panel&) { s.extra->json["\xe9"] = 1; }, "/extra/\xe9",
+         ": a key that is not UTF-8 cannot be written as JSON"},
         {[](rec::shape& s, kinds::panel&) { s.extra = tv::opaque_json_block(); }, "/extra",
          ": null cannot be read back into a required member"},
         {[](rec::shape&, kinds::panel& p) { p.extra = tv::opaque_json_block(); }, "/extra",
