@@ -56,8 +56,8 @@ int main() {
     try {
         tolvi::from_json(s, R"({"serial-no": 1})", tolvi::options().from(app::cloud).as_patch());
         return 1;
-    } catch (tolvi::bad_deserialization_source const& e) {
-        std::cout << e.what() << '\n'; // ... attribute "serial-no" top-level: {"serial-no":1}
+    } catch (tolvi::document_error const& e) {
+        std::cout << e.what() << '\n'; // /serial-no: refused from this document's source type: 1
     }
 
     // The documents the server may send: patches, without "serial-no".

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <iterator>
+#include <sstream>
 
 #include "codec_driver.hpp"
 
@@ -77,5 +78,34 @@ void (*const changes[])(shape&) = {
     [](shape& s) { s.origin = point(); },
 };
 std::size_t const patchable_changes = std::size(changes) - 3;
+
+// The value at `path` ("points/0/x", "" for the root) of `doc`; a missing key is added.
+inline Variant& place(Variant& doc, std::string const& path) {
+    Variant* at = &doc;
+    std::istringstream keys(path);
+    for (std::string key; std::getline(keys, key, '/');) {
+        at = at->type == Variant::Vector ? &(*at)[std::stoi(key)] : &(*at)[key];
+    }
+    return *at;
+}
+
+// `v` without the members that are null, at every depth.
+inline Variant without_nulls(Variant v) {
+    if (v.type == Variant::Map) {
+        Variant::map_type kept;
+        for (auto const& [key, e] : *v.value.mapValue) {
+            if (!e.isNull()) {
+                kept.emplace(key, without_nulls(e));
+            }
+        }
+        return Variant(std::move(kept));
+    }
+    if (v.type == Variant::Vector) {
+        for (Variant& e : *v.value.vectorValue) {
+            e = without_nulls(e);
+        }
+    }
+    return v;
+}
 
 } // namespace rec

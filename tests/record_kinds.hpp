@@ -39,6 +39,19 @@ struct panel {
 };
 TOLVI_RECORD(panel, gain, (rgb, "@rgb"), (hours, "by hour"), modes, counters, pair, extra);
 
+// Every member holds a value; keys sorted as the compact text prints them.
+inline char const panel_text[] =
+    R"({"@rgb":[1,2,255],"by hour":{"-128":[],"7":[0.1,-1.25]},)"
+    R"("counters":{"0":-1,"18446744073709551615":2147483647},"extra":{"k":[true]},"gain":0.5,)"
+    R"("modes":{"cool":{"max-temp":18,"min_temp":-32768},"heat":{"max-temp":30}},)"
+    R"("pair":[{"max-temp":1},{"class":"x","max-temp":2}]})";
+
+inline panel make_panel() {
+    panel p;
+    tv::from_json(p, panel_text);
+    return p;
+}
+
 // A record that holds lists of itself.
 struct node {
     tv::required<std::string> name;

@@ -14,6 +14,7 @@
 
 #include "../fuzz/checks.hpp"
 #include "../fuzz/printing.hpp"
+#include "../fuzz/record_values.hpp"
 #include "test_support.hpp"
 
 namespace fs = std::filesystem;
@@ -68,7 +69,8 @@ TEST(fuzz_inputs, HoldEveryProperty) {
         {"merge", tolvi_fuzz::check_merge},
         {"jsonpath", tolvi_fuzz::check_jsonpath},
         {"records", tolvi_fuzz::check_records},
-        {"printing", tolvi_fuzz::check_printing}};
+        {"printing", tolvi_fuzz::check_printing},
+        {"record_values", fuzzrec::check_record_values}};
     for (auto const& [name, check] : targets) {
         int inputs = 0;
         for (char const* kind : {"corpus", "regressions"}) {

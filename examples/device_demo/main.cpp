@@ -132,23 +132,22 @@ int run(std::string const& data, std::string const& out) {
                          tolvi::options().from(devcfg::cloud).as_patch());
         std::cout << "   unexpected: the serial number was accepted from the cloud\n";
         return 1;
-    } catch (tolvi::bad_deserialization_source const& e) {
-        std::cout << "   refused: " << e.what() << '\n';
+    } catch (tolvi::document_error const& e) {
+        std::cout << "   refused: " << e.what() << "\n   path:    " << e.path() << '\n';
     }
     std::cout << "   serial is still " << *cfg.serial << ", logging still " << name_of(*cfg.logging)
               << '\n';
 
     step(5, "A document of the wrong shape: bad.json (\"frequency\" where \"band\" belongs)");
     try {
-        // Read into a scratch record, so the running configuration changes only on success.
-        device_config incoming;
-        tolvi::from_file(incoming, data + "/bad.json");
+        // A refused read leaves the configuration as it was: it is read into a copy first.
+        tolvi::from_file(cfg, data + "/bad.json");
         std::cout << "   unexpected: the document was accepted\n";
         return 1;
-    } catch (tolvi::bad_deserialization_source const& e) {
-        std::cout << "   refused: " << e.what() << '\n';
+    } catch (tolvi::document_error const& e) {
+        std::cout << "   refused: " << e.what() << "\n   path:    " << e.path() << '\n';
     }
-    std::cout << "   the running configuration is kept\n";
+    std::cout << "   the running configuration is kept: wifi " << describe(*cfg.wifi) << '\n';
 
     std::string const saved = out + "/device.json";
     step(6, "Save the configuration: " + saved);
@@ -191,8 +190,9 @@ int run(std::string const& data, std::string const& out) {
                          tolvi::options().as_patch());
         std::cout << "   unexpected: an hour that is not a number was accepted\n";
         return 1;
-    } catch (tolvi::bad_deserialization_source const& e) {
-        std::cout << "   an hour that is not a number is refused: " << e.what() << '\n';
+    } catch (tolvi::document_error const& e) {
+        std::cout << "   an hour that is not a number is refused: " << e.what()
+                  << "\n   path: " << e.path() << '\n';
     }
     return same ? 0 : 1;
 }

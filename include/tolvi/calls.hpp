@@ -6,10 +6,13 @@
 // records (record_codec.hpp tells what each does with members).
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <tolvi/Variant.hpp>
+#include <tolvi/child_codec.hpp>
 #include <tolvi/context.hpp>
+#include <tolvi/errors.hpp>
 #include <tolvi/files.hpp>
 #include <tolvi/json_text.hpp>
 #include <tolvi/member_types.hpp>
@@ -20,17 +23,65 @@ namespace korvax {
 namespace tolvi {
 inline namespace v1 {
 
+namespace detail {
+
+// The root of every record call that writes. The call's settings ride in the context's `other`,
+// so that the codecs below report failures with their paths and check what they write
+// (child_codec.hpp).
 template <class T>
-Variant to_variant(T const& v, options const& o = {}) {
-    Variant out;
-    if constexpr (detail::check_type<T, T>()) {
+void write_document(T const& v, Variant& out, options const& o, T const* baseline) {
+    if constexpr (check_type<T, T>()) {
+        read_settings const settings;
         impl<T> codec;
         codec.set_operation(serialize_to_json, as_data(&out));
         codec.set_source_type(o.source_type);
         codec.patch = o.patch;
-        codec.set_data(nullptr, const_cast<T*>(&v), as_data(&out));
+        if constexpr (is_record<T>::value) {
+            codec.baseline = baseline;
+        }
+        codec.set_data(&settings, const_cast<T*>(&v), as_data(&out));
         codec.apply();
+        check_output<T>(codec, *as_data(&out));
     }
+}
+
+// The root of every record call that reads, into `v` itself. The messages of the library's
+// refusals are left without the document (top_level is null): only the refused value is shown.
+template <class T>
+void read_document(T& v, Variant const& document, options const& o) {
+    if constexpr (check_type<T, T>()) {
+        data_t const* doc = as_data(&document);
+        read_settings settings;
+        settings.strict = o.strict_keys;
+        impl<T> codec;
+        codec.set_operation(deserialize_from_json, nullptr);
+        codec.set_source_type(o.source_type);
+        codec.patch = o.patch;
+        codec.set_data(&settings, &v, const_cast<data_t*>(doc));
+        at<T>(codec, root_place(), doc, [&] { codec.apply(); });
+    }
+}
+
+// Text that is not JSON, as document_error::not_json tells it; nothing is logged.
+inline Variant parse_document(std::string const& text) {
+    Variant document;
+    parse_failure why;
+    if (!parse_json(text, document, why)) {
+        throw document_error::not_json(std::move(why.reason), why.line, why.column, why.position);
+    }
+    return document;
+}
+
+} // namespace detail
+
+// Every record write call refuses what its text could not give back: a member never provided
+// throws missing_member, and a value that JSON text cannot hold so that it reads back equal (NaN,
+// an infinity, text that is not UTF-8 or holds a NUL byte, a member that holds a value written as
+// null) throws unwritable_value; both name the value's path.
+template <class T>
+Variant to_variant(T const& v, options const& o = {}) {
+    Variant out;
+    detail::write_document(v, out, o, static_cast<T const*>(nullptr));
     return out;
 }
 
@@ -47,46 +98,43 @@ void to_file(T const& v, std::string const& path, options const& o = {}) {
     to_file(to_variant(v, o), path);
 }
 
+// Every record read call throws document_error for a document it refuses, with the refused
+// value's path (bad text: the parser's line and column), and leaves `v` as it was: a record is
+// read into a copy that replaces it on success; the other types are filled aside by their codecs
+// already. A whole document (no patch) leaves every optional member it lacks disengaged.
 template <class T>
 void from_variant(T& v, Variant const& document, options const& o = {}) {
-    if constexpr (detail::check_type<T, T>()) {
-        data_t const* doc = as_data(&document);
-        detail::read_settings settings;
-        settings.strict = o.strict_keys;
-        impl<T> codec;
-        codec.set_operation(deserialize_from_json, doc);
-        codec.set_source_type(o.source_type);
-        codec.patch = o.patch;
-        codec.set_data(&settings, &v, const_cast<data_t*>(doc));
-        codec.apply();
+    if constexpr (detail::codec_traits<T>::all_or_nothing) {
+        detail::read_document(v, document, o);
+    } else {
+        T copy(v);
+        detail::read_document(copy, document, o);
+        v = std::move(copy);
     }
 }
 
 // Typed reads into a fresh value: `int port = tolvi::from_variant<int>(doc.get("port"));`
-// A value of another type or range throws bad_deserialization_source.
+// A value of another type or range throws document_error.
 template <class T>
 T from_variant(Variant const& document, options const& o = {}) {
     T v{};
-    from_variant(v, document, o);
+    detail::read_document(v, document, o);
     return v;
 }
 
-// Malformed text reads as null, which no record accepts: bad_deserialization_source.
 template <class T>
 void from_json(T& v, std::string const& text, options const& o = {}) {
-    from_variant(v, Variant::fromJson(text), o);
+    from_variant(v, detail::parse_document(text), o);
 }
 
 template <class T>
 T from_json(std::string const& text, options const& o = {}) {
-    T v{};
-    from_json(v, text, o);
-    return v;
+    return from_variant<T>(detail::parse_document(text), o);
 }
 
 template <class T>
 void from_file(T& v, std::string const& path, options const& o = {}) {
-    from_variant(v, detail::variant_from_json_file(path), o);
+    from_variant(v, detail::parse_document(read_text_file(path)), o);
 }
 
 template <class T>
@@ -120,12 +168,7 @@ Variant make_patch(R const& changed, R const& baseline) {
                   "make_patch needs a type declared with TOLVI_RECORD");
     Variant out;
     if constexpr (detail::is_record<R>::value) {
-        impl<R> codec;
-        codec.set_operation(serialize_to_json, as_data(&out));
-        codec.patch = true;
-        codec.baseline = &baseline;
-        codec.set_data(nullptr, const_cast<R*>(&changed), as_data(&out));
-        codec.apply();
+        detail::write_document(changed, out, options().as_patch(), &baseline);
     }
     return out;
 }

@@ -2,10 +2,22 @@
 
 // Running one codec inside another, as the record and container codecs do for their members and
 // elements: the child takes the parent's operation settings and its own data pointers.
+//
+// Inside the record calls (calls.hpp) the children also learn where they are when they fail:
+// the record and container codecs run each child through `at`, which puts the child's key or
+// index in front of the path of a failure that has one, and turns a bare refusal of the child's
+// own codec into a document_error at the child's place, explained by the child's type
+// (codec_traits). Nothing of it runs unless something failed.
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
 #include <type_traits>
 
 #include <tolvi/context.hpp>
+#include <tolvi/errors.hpp>
+#include <tolvi/json_text.hpp>
 #include <tolvi/opaque_json_block.hpp>
 
 namespace korvax {
@@ -13,10 +25,179 @@ namespace tolvi {
 inline namespace v1 {
 namespace detail {
 
-// What a child context carries in `other`: the second value in compare mode, the parent's reading
-// settings (options.hpp) in deserialize_from_json.
+// What a child context carries in `other`: the second value in compare mode; in the record calls,
+// which read and write, the call's settings (options.hpp), which no codec of the library reads.
 inline void const* other_for_child(impl_base const& parent, void const* other) noexcept {
-    return parent.op_mode == deserialize_from_json ? parent.other : other;
+    return parent.op_mode == compare ? other : parent.other;
+}
+
+// Whether `c` runs inside a record call, which says where a failure is and checks what it writes.
+// A codec driven by hand, outside the calls, behaves exactly as the framework does.
+inline bool in_record_call(impl_base const& c) noexcept {
+    return (c.op_mode == deserialize_from_json || c.op_mode == serialize_to_json) &&
+           c.other != nullptr;
+}
+
+// What the record write calls check in what a codec wrote, so that its text reads back equal:
+// nothing (numbers JSON always holds, names and keys of the application's declarations, or
+// containers whose elements are checked one by one), a double, a text, or everything.
+enum class output_check { none, number, text, all };
+
+// What a record call knows of a type's codec: what the codec expects when it refuses a value,
+// whether a refused read leaves the value as it was (a codec that checks before it stores, or a
+// container filled aside and moved in), and what its output needs checked. Specialized beside
+// each codec; of an application's own codec nothing is known.
+template <class T, class = void>
+struct codec_traits {
+    static constexpr bool all_or_nothing = false;
+    static constexpr output_check check = output_check::all;
+    static std::string expected() { return "refused by the member's codec"; }
+};
+
+template <>
+struct codec_traits<bool> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::none;
+    static std::string expected() { return "expected true or false"; }
+};
+
+template <>
+struct codec_traits<double> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::number;
+    static std::string expected() { return "expected a number"; }
+};
+
+template <>
+struct codec_traits<float> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::number;
+    static std::string expected() { return "expected a number from -3.4028235e38 to 3.4028235e38"; }
+};
+
+template <>
+struct codec_traits<std::string> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::text;
+    static std::string expected() { return "expected a string"; }
+};
+
+// Written, never read.
+template <>
+struct codec_traits<char const*> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::text;
+    static std::string expected() { return "cannot be read"; }
+};
+
+// Takes any value; a patch merges, and a refused merge changes nothing.
+template <>
+struct codec_traits<opaque_json_block> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::all;
+    static std::string expected() { return "expected any JSON value"; }
+};
+
+// ASCII without a NUL byte, which JSON text always holds: the common case, checked here without a
+// call, eight bytes at a time.
+inline bool plain_text(std::string const& text) noexcept {
+    char const* p = text.data();
+    std::size_t n = text.size();
+    for (; n >= 8; p += 8, n -= 8) {
+        std::uint64_t word;
+        std::memcpy(&word, p, 8);
+        // A byte with its high bit set, or a zero byte.
+        if (((word | ((word - 0x0101010101010101u) & ~word)) & 0x8080808080808080u) != 0) {
+            return false;
+        }
+    }
+    for (; n > 0; ++p, --n) {
+        if (static_cast<unsigned char>(*p) - 1u >= 0x7Fu) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// In a record write call: throws unwritable_value (with the path "") when `out`, written by T's
+// codec, would not read back equal from JSON text.
+template <class T>
+void check_output(impl_base const& c, Variant const& out) {
+    constexpr output_check check = codec_traits<T>::check;
+    if constexpr (check != output_check::none) {
+        if (!in_record_call(c)) {
+            return;
+        }
+        if constexpr (check == output_check::number) {
+            if (out.type == Variant::Double &&
+                !(out.value.doubleValue - out.value.doubleValue == 0)) {
+                check_writable(out); // NaN or an infinity
+            }
+        } else if constexpr (check == output_check::text) {
+            if (out.type == Variant::String && !plain_text(*out.value.stringValue)) {
+                check_writable(out);
+            }
+        } else {
+            check_writable(out);
+        }
+    }
+}
+
+// The place of a child: the root itself, a key or an index.
+struct root_place {};
+
+template <class E>
+void prepend(E&, root_place) noexcept {}
+template <class E>
+void prepend(E& e, char const* key) {
+    e.prepend_key(key);
+}
+template <class E>
+void prepend(E& e, std::string const& key) {
+    e.prepend_key(key);
+}
+template <class E>
+void prepend(E& e, std::size_t index) {
+    e.prepend_index(index);
+}
+
+// Called in a handler for the failure of the child at `place`, whose Variant is `d` and whose
+// codec expects what `expected` says: rethrows it with the place in front of its path, or a bare
+// refusal of the child's codec as a document_error there. Out of line, so that each child costs
+// one handler.
+template <class Place>
+[[noreturn, gnu::cold, gnu::noinline]] void relocate(impl_base const& parent, Place const& place,
+                                                     data_t const* d, std::string (*expected)()) {
+    try {
+        throw;
+    } catch (document_error& e) {
+        prepend(e, place);
+        throw;
+    } catch (bad_deserialization_source const&) {
+        if (!in_record_call(parent)) {
+            throw;
+        }
+        document_error e(std::string(), expected(), d != nullptr ? to_json(*d) : std::string());
+        prepend(e, place);
+        throw e;
+    } catch (missing_member& e) {
+        prepend(e, place);
+        throw;
+    } catch (unwritable_value& e) {
+        prepend(e, place);
+        throw;
+    }
+}
+
+// Runs `f`, which reads or writes the child of type T at `place`; `d` is the child's Variant.
+template <class T, class Place, class F>
+[[gnu::always_inline]] inline void at(impl_base const& parent, Place const& place, data_t const* d,
+                                      F&& f) {
+    try {
+        f();
+    } catch (...) {
+        relocate(parent, place, d, &codec_traits<T>::expected);
+    }
 }
 
 // Runs the codec of T as a child of `parent`.

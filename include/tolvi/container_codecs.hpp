@@ -8,11 +8,14 @@
 // the container keeps its old content. An array of another length than N, and a key that is not
 // a decimal number in the key type's range (written as scalar_to_string writes it: no sign but
 // "-", no blanks, no leading zeros) or not a name of the enumeration, throw
-// bad_deserialization_source; a refused key is the attribute of the message.
+// bad_deserialization_source; a refused key is the attribute of the message. Inside the record
+// calls a failure gets the element's index or key in its path (child_codec.hpp), and a refused key
+// is a document_error at the key's own path.
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -25,6 +28,7 @@
 #include <tolvi/codecs.hpp>
 #include <tolvi/enum.hpp>
 #include <tolvi/errors.hpp>
+#include <tolvi/json_text.hpp>
 
 namespace korvax {
 namespace tolvi {
@@ -59,6 +63,63 @@ struct is_integer<unsigned long long> : std::true_type {};
 template <class K>
 struct is_map_key : std::bool_constant<is_integer<K>::value || is_named_enum<K>::value> {};
 
+// "from -128 to 127", the range of Shown: a value's own type, or the signed 64-bit type in which
+// 64-bit unsigned values travel as JSON numbers.
+template <class T, class Shown = std::conditional_t<sizeof(T) >= 8, std::int64_t, T>>
+std::string integer_range() {
+    return "from " + std::to_string(+std::numeric_limits<Shown>::min()) + " to " +
+           std::to_string(+std::numeric_limits<Shown>::max());
+}
+
+// "\"off\", \"on\"": the names of an enumeration, in the order of its table.
+template <class E>
+std::string enum_name_list() {
+    auto const table = enum_table<E>();
+    std::string names;
+    for (std::uint32_t i = 0; i < table.count; ++i) {
+        names += (i == 0 ? "\"" : ", \"") + std::string(table.entries[i].name) + '"';
+    }
+    return names;
+}
+
+template <class T>
+struct codec_traits<T, std::enable_if_t<is_integer<T>::value>> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::none;
+    static std::string expected() { return "expected an integer " + integer_range<T>(); }
+};
+
+template <class E>
+struct codec_traits<E, std::enable_if_t<is_named_enum<E>::value>> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::none;
+    static std::string expected() { return "expected one of " + enum_name_list<E>(); }
+};
+
+// Containers are filled aside and moved in whole, and check each element as it is written.
+template <class T>
+struct codec_traits<std::vector<T>> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::none;
+    static std::string expected() { return "expected an array"; }
+};
+
+template <class T, std::size_t N>
+struct codec_traits<std::array<T, N>> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::none;
+    static std::string expected() {
+        return "expected an array of " + std::to_string(N) + " elements";
+    }
+};
+
+template <class K, class T>
+struct codec_traits<std::map<K, T>> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::none;
+    static std::string expected() { return "expected an object"; }
+};
+
 template <class K, class = void>
 struct key_codec;
 
@@ -75,6 +136,7 @@ struct key_codec<K, std::enable_if_t<is_integer<K>::value>> {
         }
         return impl<K>::scalar_to_string(k) == text;
     }
+    static std::string refusal() { return "map key is not an integer " + integer_range<K, K>(); }
 };
 
 template <class K>
@@ -93,6 +155,7 @@ struct key_codec<K, std::enable_if_t<is_named_enum<K>::value>> {
         }
         return false;
     }
+    static std::string refusal() { return "map key is not one of " + enum_name_list<K>(); }
 };
 
 } // namespace detail
@@ -106,9 +169,13 @@ public:
         case serialize_to_json: {
             list const& in = *static_cast<list const*>(value);
             auto& out = vector_impl::set_vector(data, static_cast<unsigned int>(in.size()));
+            std::size_t i = 0;
             for (T const& e : in) { // std::vector<bool> hands out copies; they live long enough
-                out.emplace_back();
-                detail::run(*this, nullptr, e, as_data(&out.back()));
+                data_t* const d = as_data(&out.emplace_back());
+                detail::at<T>(*this, i++, d, [&] {
+                    detail::run(*this, nullptr, e, d);
+                    detail::check_output<T>(*this, *d);
+                });
             }
             break;
         }
@@ -116,13 +183,16 @@ public:
             auto const& in = vector_impl::get_vector(top_level, data);
             list out(in.size());
             for (std::size_t i = 0; i < in.size(); ++i) {
-                if constexpr (std::is_same<T, bool>::value) {
-                    bool b = false;
-                    detail::read_fresh(*this, b, as_data(&in[i]));
-                    out[i] = b;
-                } else {
-                    detail::read_fresh(*this, out[i], as_data(&in[i]));
-                }
+                data_t const* const d = as_data(&in[i]);
+                detail::at<T>(*this, i, d, [&] {
+                    if constexpr (std::is_same<T, bool>::value) {
+                        bool b = false;
+                        detail::read_fresh(*this, b, d);
+                        out[i] = b;
+                    } else {
+                        detail::read_fresh(*this, out[i], d);
+                    }
+                });
             }
             *static_cast<list*>(value) = std::move(out);
             break;
@@ -154,9 +224,12 @@ public:
         case serialize_to_json: {
             list const& in = *static_cast<list const*>(value);
             auto& out = vector_impl::set_vector(data, static_cast<unsigned int>(N));
-            for (T const& e : in) {
-                out.emplace_back();
-                detail::run(*this, nullptr, e, as_data(&out.back()));
+            for (std::size_t i = 0; i < N; ++i) {
+                data_t* const d = as_data(&out.emplace_back());
+                detail::at<T>(*this, i, d, [&] {
+                    detail::run(*this, nullptr, in[i], d);
+                    detail::check_output<T>(*this, *d);
+                });
             }
             break;
         }
@@ -167,7 +240,8 @@ public:
             }
             list out{};
             for (std::size_t i = 0; i < N; ++i) {
-                detail::read_fresh(*this, out[i], as_data(&in[i]));
+                data_t const* const d = as_data(&in[i]);
+                detail::at<T>(*this, i, d, [&] { detail::read_fresh(*this, out[i], d); });
             }
             *static_cast<list*>(value) = std::move(out);
             break;
@@ -202,14 +276,23 @@ public:
         case serialize_to_json: {
             dict const& in = *static_cast<dict const*>(value);
             auto& out = map_impl::set_map(data, static_cast<unsigned int>(in.size()));
-            for (auto const& [key, e] : in) {
-                Variant* slot;
+            for (auto const& entry : in) {
+                Variant::map_type::iterator slot;
                 if constexpr (text_keys) { // in the order of the output: every insertion at the end
-                    slot = &out.emplace_hint(out.end(), key, Variant())->second;
+                    slot = out.emplace_hint(out.end(), entry.first, Variant());
                 } else {
-                    slot = &out.emplace(detail::key_codec<K>::write(key), Variant()).first->second;
+                    slot = out.emplace(detail::key_codec<K>::write(entry.first), Variant()).first;
                 }
-                detail::run(*this, nullptr, e, as_data(slot));
+                data_t* const d = as_data(&slot->second);
+                detail::at<T>(*this, slot->first, d, [&] {
+                    if constexpr (text_keys) { // the other keys are numbers and declared names
+                        if (!detail::plain_text(slot->first) && detail::in_record_call(*this)) {
+                            detail::check_writable_key(slot->first);
+                        }
+                    }
+                    detail::run(*this, nullptr, entry.second, d);
+                    detail::check_output<T>(*this, *d);
+                });
             }
             break;
         }
@@ -224,11 +307,12 @@ public:
                 } else {
                     K k{};
                     if (!detail::key_codec<K>::read(key, k)) {
-                        throw bad_deserialization_source(top_level, data, key.c_str());
+                        refuse_key(key);
                     }
                     slot = &out[k];
                 }
-                detail::read_fresh(*this, *slot, as_data(&source));
+                data_t const* const d = as_data(&source);
+                detail::at<T>(*this, key, d, [&] { detail::read_fresh(*this, *slot, d); });
             }
             *static_cast<dict*>(value) = std::move(out);
             break;
@@ -248,6 +332,20 @@ public:
         default:
             break;
         }
+    }
+
+private:
+    // The record calls report the key at its own path, with the key as the refused value.
+    [[noreturn]] void refuse_key(std::string const& key) const {
+        if constexpr (!std::is_same<K, std::string>::value) {
+            if (detail::in_record_call(*this)) {
+                document_error e(std::string(), detail::key_codec<K>::refusal(),
+                                 to_json(Variant(key)));
+                e.prepend_key(key);
+                throw e;
+            }
+        }
+        throw bad_deserialization_source(top_level, data, key.c_str());
     }
 };
 

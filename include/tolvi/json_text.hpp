@@ -31,6 +31,17 @@ TOLVI_API bool parse_json(std::string const& text, Variant& out, parse_failure& 
 // value at the top gives "".
 TOLVI_API std::string to_json(Variant const& value);
 
+// Throws unwritable_value when JSON text cannot hold `value` so that it reads back equal: a NaN or
+// an infinity (the printers leave it out), a string or a key that is not UTF-8 (left out) or holds
+// a NUL byte (cut there). The exception's path points at the first such value inside `value`, ""
+// for `value` itself. The record write calls check what they wrote with it.
+TOLVI_API void check_writable(Variant const& value);
+
+namespace detail {
+// The same for one key of an object: unwritable_value with the path "".
+TOLVI_API void check_writable_key(std::string const& key);
+} // namespace detail
+
 } // namespace v1
 } // namespace tolvi
 } // namespace korvax

@@ -29,8 +29,9 @@ struct options {
 namespace detail {
 
 // What the record calls add to the framework's reading. The calls hand it down in the context's
-// `other`, which no codec reads in deserialize_from_json; a codec run outside the calls finds null
-// there and reads exactly as the framework does.
+// `other`, which no codec reads in deserialize_from_json or serialize_to_json (the write calls pass
+// it too, to say that they are record calls); a codec run outside the calls finds null there and
+// reads and writes exactly as the framework does.
 struct read_settings {
     bool strict = false; // refuse keys that a record does not describe
 };

@@ -3,20 +3,26 @@
 // The codec of a record declared with TOLVI_RECORD (record_description.hpp).
 //
 // Reading (from_variant, from_json, from_file):
-// - Without patch, a required member must be present and not null. An optional member that is
-//   absent keeps its state (unprovided in a fresh record), a null disengages it.
+// - Without patch, a required member must be present and not null. A null disengages an optional
+//   member; an absent one is disengaged too in the record calls (so that what they read can be
+//   written again), and keeps its state when the codec is driven by hand.
 // - With patch, absent members keep their state, required ones too: a patch document holds
 //   only what changes.
 // - A value the record did not hold yet (an unprovided or disengaged member, any element of a
 //   container) is read from scratch; a value it held is updated in place, so a nested record in
 //   a patch is patched member by member and an opaque_json_block is merged.
-// - Containers are replaced whole (container_codecs.hpp). Otherwise nothing is rolled back:
-//   members read before a failure keep their new values, and the exception says which member
-//   or value was refused.
+// - Containers are replaced whole (container_codecs.hpp). The codec rolls nothing back: members
+//   read before a failure keep their new values; the record calls read into a copy, so that a
+//   refused read leaves the caller's record as it was. In the record calls a refusal is a
+//   document_error with the path of the refused value, a missing member's path being where it
+//   should stand.
 //
 // Writing (to_variant, to_json, to_file):
-// - Without patch, every member must be provided (missing_value otherwise, after a log line);
-//   a disengaged optional member is left out, so it reads back as unprovided.
+// - Without patch, every member must be provided (missing_value otherwise, after a log line; in
+//   the record calls missing_member, with the member's path); a disengaged optional member is
+//   left out, so it reads back disengaged.
+// - In the record calls, a member that holds a value but is written as null (an opaque block
+//   holding null) throws unwritable_value: null would not read back as that value.
 // - With patch, unprovided members are left out and a disengaged optional member is written as
 //   null.
 // - make_patch(changed, baseline) also leaves out members equal in both records, and patches
@@ -32,6 +38,7 @@
 // hold one. Floating-point values compare exactly.
 
 #include <algorithm>
+#include <string>
 #include <type_traits>
 
 #include <tolvi/child_codec.hpp>
@@ -39,7 +46,9 @@
 #include <tolvi/container_codecs.hpp>
 #include <tolvi/context.hpp>
 #include <tolvi/enum.hpp>
+#include <tolvi/errors.hpp>
 #include <tolvi/float_codec.hpp>
+#include <tolvi/json_text.hpp>
 #include <tolvi/member_types.hpp>
 #include <tolvi/members.hpp>
 #include <tolvi/opaque_json_block.hpp>
@@ -48,6 +57,49 @@
 namespace korvax {
 namespace tolvi {
 inline namespace v1 {
+
+namespace detail {
+
+// A record is read member by member into the record itself.
+template <class R>
+struct codec_traits<R, std::enable_if_t<is_record<R>::value>> {
+    static constexpr bool all_or_nothing = false;
+    static constexpr output_check check = output_check::none;
+    static std::string expected() { return "expected an object"; }
+};
+
+// The failures of one member, out of line so that each member costs a call.
+[[noreturn, gnu::cold, gnu::noinline]] inline void throw_missing_member(char const* name) {
+    missing_member e{std::string()};
+    e.prepend_key(name);
+    throw e;
+}
+
+// A member that holds a value, written as null.
+[[noreturn, gnu::cold, gnu::noinline]] inline void throw_null_member(bool optional) {
+    throw unwritable_value(std::string(), optional
+                                              ? "null would read back as a disengaged member"
+                                              : "null cannot be read back into a required member");
+}
+
+// Why get_attr refused member `name` of the record that `c` reads: it is absent, refused from the
+// document's source type, or null.
+[[gnu::cold, gnu::noinline]] inline document_error
+refused_member(impl_base const& c, char const* name, refusals const& r) {
+    Variant::map_type const& members = *c.data->value.mapValue;
+    auto const it = members.find(name);
+    source_type_t const* const* const end = r.types + r.count;
+    document_error e =
+        it == members.end() ? document_error(std::string(), "required member is missing", "")
+        : std::find(r.types, end, c.source_type) != end
+            ? document_error(std::string(), "refused from this document's source type",
+                             to_json(it->second))
+            : document_error(std::string(), "required member is null", "");
+    e.prepend_key(name);
+    return e;
+}
+
+} // namespace detail
 
 template <class R>
 class impl<R, std::enable_if_t<detail::is_record<R>::value>> : public composite_impl {
@@ -107,38 +159,68 @@ private:
         bool const unchanged = both && detail::same(access::raw(*base), access::raw(m));
 
         bool needed;
-        if constexpr (is_optional<W>) {
-            needed =
-                optional_member_serialization_needed(base != nullptr ? base->quality() : unprovided,
-                                                     unchanged ? unprovided : m.quality(), name);
-        } else {
-            needed = required_member_serialization_needed(false, m.provided() && !unchanged, name);
+        try {
+            if constexpr (is_optional<W>) {
+                needed = optional_member_serialization_needed(
+                    base != nullptr ? base->quality() : unprovided,
+                    unchanged ? unprovided : m.quality(), name);
+            } else {
+                needed =
+                    required_member_serialization_needed(false, m.provided() && !unchanged, name);
+            }
+        } catch (missing_value const&) {
+            if (!detail::in_record_call(*this)) {
+                throw;
+            }
+            detail::throw_missing_member(name);
         }
         if (!needed) {
             return;
         }
-        impl<T> codec;
-        codec.set_operation(*this);
-        codec.set_data(nullptr, const_cast<T*>(&access::raw(m)),
-                       get_attr(name, is_optional<W> ? optional_member : required_member));
-        if constexpr (detail::is_record<T>::value) {
-            if (both) {
-                codec.baseline = &access::raw(*base);
+        data_t* const d = get_attr(name, is_optional<W> ? optional_member : required_member);
+        detail::at<T>(*this, name, d, [&] {
+            impl<T> codec;
+            codec.set_operation(*this);
+            codec.set_data(detail::other_for_child(*this, nullptr), const_cast<T*>(&access::raw(m)),
+                           d);
+            if constexpr (detail::is_record<T>::value) {
+                if (both) {
+                    codec.baseline = &access::raw(*base);
+                }
             }
-        }
-        codec.apply();
+            codec.apply();
+            detail::check_output<T>(*this, *d);
+            if (d->type == Variant::Null && detail::in_record_call(*this)) {
+                detail::throw_null_member(is_optional<W>);
+            }
+        });
     }
 
     template <auto M, class W>
     void read(char const* name) {
         using T = typename W::value_type;
         W& m = static_cast<R*>(value)->*M;
-        detail::refusals const refused = detail::refused_sources<R, M>();
-        std::copy_n(refused.types, refused.count, unacceptable_source_types);
-        unacceptable_count = refused.count;
+        {
+            detail::refusals const refused = detail::refused_sources<R, M>();
+            std::copy_n(refused.types, refused.count, unacceptable_source_types);
+            unacceptable_count = refused.count;
+        }
 
-        data_t const* d = get_attr(name, is_optional<W> ? optional_member : required_member);
+        data_t const* d;
+        try {
+            d = get_attr(name, is_optional<W> ? optional_member : required_member);
+        } catch (bad_deserialization_source const&) {
+            if (!detail::in_record_call(*this)) {
+                throw;
+            }
+            throw detail::refused_member(*this, name, detail::refused_sources<R, M>());
+        }
         if (d == nullptr) {
+            if constexpr (is_optional<W>) {
+                if (!patch && detail::in_record_call(*this)) {
+                    m.disengage(); // absent from a whole document: written again, it stays out
+                }
+            }
             return;
         }
         if constexpr (is_optional<W>) {
@@ -148,14 +230,16 @@ private:
             }
         }
         T& v = access::raw(m);
-        if (access::holds_value(m)) {
-            detail::run(*this, nullptr, v, d);
-        } else {
-            if constexpr (detail::is_record<T>::value) {
-                v = T(); // members the document leaves out must not survive from before
+        detail::at<T>(*this, name, d, [&] {
+            if (access::holds_value(m)) {
+                detail::run(*this, nullptr, v, d);
+            } else {
+                if constexpr (detail::is_record<T>::value) {
+                    v = T(); // members the document leaves out must not survive from before
+                }
+                detail::read_fresh(*this, v, d);
             }
-            detail::read_fresh(*this, v, d);
-        }
+        });
         access::mark_held(m);
     }
 

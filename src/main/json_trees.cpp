@@ -1,5 +1,8 @@
 #include "json_trees.hpp"
 
+#include <tolvi/errors.hpp>
+#include <tolvi/json_text.hpp>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -604,3 +607,78 @@ std::string dump(Variant const& v, std::size_t flags) {
 }
 
 } // namespace json_trees
+
+namespace korvax {
+namespace tolvi {
+inline namespace v1 {
+
+namespace {
+
+// Why the printer cannot write `text` whole: it would leave text that is not UTF-8 out, and cut
+// text at a NUL byte.
+char const* textProblem(std::string const& text) noexcept {
+    std::size_t const n = json_trees::utf8Length(text.data(), text.size());
+    return n == json_trees::not_utf8 ? "is not UTF-8"
+           : n < text.size()         ? "holds a NUL byte"
+                                     : nullptr;
+}
+
+} // namespace
+
+void check_writable(Variant const& value) {
+    switch (value.type) {
+    case Variant::Double:
+        if (!std::isfinite(value.value.doubleValue)) {
+            throw unwritable_value(std::string(), std::isnan(value.value.doubleValue)
+                                                      ? "NaN cannot be written as JSON"
+                                                      : "an infinity cannot be written as JSON");
+        }
+        break;
+    case Variant::String:
+        if (char const* problem = textProblem(*value.value.stringValue)) {
+            throw unwritable_value(std::string(), std::string("text that ") + problem +
+                                                      " cannot be written as JSON");
+        }
+        break;
+    case Variant::Map:
+        // The path is put together only on the way out of a failure.
+        for (auto const& [key, element] : *value.value.mapValue) {
+            try {
+                detail::check_writable_key(key);
+                check_writable(element);
+            } catch (unwritable_value& e) {
+                e.prepend_key(key);
+                throw;
+            }
+        }
+        break;
+    case Variant::Vector: {
+        auto const& list = *value.value.vectorValue;
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            try {
+                check_writable(list[i]);
+            } catch (unwritable_value& e) {
+                e.prepend_index(i);
+                throw;
+            }
+        }
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+namespace detail {
+
+void check_writable_key(std::string const& key) {
+    if (char const* problem = textProblem(key)) {
+        throw unwritable_value(std::string(),
+                               std::string("a key that ") + problem + " cannot be written as JSON");
+    }
+}
+
+} // namespace detail
+} // namespace v1
+} // namespace tolvi
+} // namespace korvax
