@@ -25,7 +25,7 @@ struct limits {
     tv::optional<short> min_temp;
     tv::optional<std::string> klass;
 };
-TOLVI_RECORD(limits, (max_temp, "max-temp"), min_temp, (klass, "class"));
+TOLVI_RECORD(limits, (max_temp, "max-temp", "maxTemp", "max_temp"), min_temp, (klass, "class"));
 TOLVI_REFUSE(limits, max_temp, cloud);
 
 struct panel {

@@ -27,8 +27,8 @@ TOLVI_RECORD(big, m0, m1, m2, m3, m4, m5, m6, m7, m8, m9, m10, m11, m12, m13, m1
 TEST(RecordKeys, EveryPlaceNamesTheKey) {
     tolvi_test::log_capture cap;
     kinds::limits l;
-    tv::from_json(l, R"({"max-temp": 30, "min_temp": -5, "class": "b", "max_temp": 1})");
-    EXPECT_EQ(*l.max_temp, 30); // "max_temp" is a key the record does not describe
+    tv::from_json(l, R"({"max-temp": 30, "min_temp": -5, "class": "b", "maxtemp": 1})");
+    EXPECT_EQ(*l.max_temp, 30); // "maxtemp" is a key the record does not describe
     EXPECT_EQ(tv::to_json(l), R"({"class":"b","max-temp":30,"min_temp":-5})");
     std::vector<char const*> const names = tv::member_names<kinds::limits>();
     EXPECT_EQ(std::vector<std::string>(names.begin(), names.end()),
@@ -51,6 +51,42 @@ TEST(RecordKeys, EveryPlaceNamesTheKey) {
     ASSERT_EQ(cap.entries.size(), 2u);
     EXPECT_EQ(cap.entries[0].message, "rejecting field max-temp from unacceptable source type");
     EXPECT_EQ(cap.entries[1].message, "cannot serialize unprovided value max-temp");
+}
+
+TEST(RecordKeys, OlderKeysAndStrictReading) {
+    struct row {
+        bool strict, patch;
+        char const* document;
+        char const* refusal; // "" when read
+    };
+    row const rows[] = {
+        {false, false, R"({"gain": 1, "modes": {"cool": {"maxTemp": 3}}, "gian": 0})", ""},
+        {true, false, R"({"gain": 1, "modes": {"heat": {"max_temp": 3}}})", ""},
+        {false, false, R"({"gain": 1, "modes": {"cool": {"max_temp": 3, "maxTemp": 4}}})",
+         R"(/modes/cool/max_temp: the same member as "maxTemp")"},
+        {true, false, R"({"gain": 1, "gian": 0})",
+         R"(unknown key "gian" at /gian; did you mean "gain"?)"},
+        {true, true, R"({"pair": [{}, {"max-tmp": 1}]})",
+         R"(unknown key "max-tmp" at /pair/1/max-tmp; did you mean "max-temp"?)"},
+        {true, true, R"({"modes": {"off": {"a/b~": 1}}})",
+         R"(unknown key "a/b~" at /modes/off/a~1b~0)"},
+        {true, false, R"({"gain": 1, "colour": 0})", R"(unknown key "colour" at /colour)"},
+    };
+    for (row const& r : rows) {
+        SCOPED_TRACE(r.document);
+        kinds::panel p;
+        auto const read = [&] {
+            tv::from_json(p, r.document, tv::options().strict(r.strict).as_patch(r.patch));
+        };
+        if (*r.refusal == '\0') {
+            EXPECT_NO_THROW(read());
+        } else {
+            EXPECT_THROW_MSG(read(), tv::document_error, r.refusal);
+        }
+    }
+    kinds::panel p; // written under the first key
+    tv::from_json(p, R"({"gain": 1, "modes": {"cool": {"maxTemp": 3}}})");
+    EXPECT_EQ(tv::to_json(p), R"({"gain":1.0,"modes":{"cool":{"max-temp":3}}})");
 }
 
 TEST(RecordTypes, RoundTripCompareAndPatch) {

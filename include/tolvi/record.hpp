@@ -11,6 +11,7 @@
 //
 // This header brings the whole record API; each part has a header of its own:
 //   record_description.hpp  TOLVI_RECORD, JSON keys, TOLVI_SOURCE_TYPE and TOLVI_REFUSE
+//   record_keys.hpp         renamed keys and strict reading
 //   member_types.hpp        the member types, and the errors for the others
 //   record_codec.hpp        the codec of records: how members are read, written and compared
 //   container_codecs.hpp    std::vector, std::array and std::map, with their keys
@@ -29,4 +30,5 @@
 #include <tolvi/options.hpp>
 #include <tolvi/record_codec.hpp>
 #include <tolvi/record_description.hpp>
+#include <tolvi/record_keys.hpp>
 #include <tolvi/schema.hpp>

@@ -32,7 +32,8 @@
 //   provides stays as the baseline has it, and an opaque_json_block is merged, not replaced
 //   (a key dropped from the block stays).
 //
-// Keys that a record does not describe are ignored, both ways.
+// Keys that a record does not describe are ignored, both ways, unless the read is strict
+// (options().strict(), record_keys.hpp): then each record refuses them before reading a member.
 //
 // Comparing checks every member: the provided and engaged states, and the values where both
 // hold one. Floating-point values compare exactly.
@@ -53,6 +54,7 @@
 #include <tolvi/members.hpp>
 #include <tolvi/opaque_json_block.hpp>
 #include <tolvi/record_description.hpp>
+#include <tolvi/record_keys.hpp>
 
 namespace korvax {
 namespace tolvi {
@@ -118,6 +120,10 @@ public:
         // A member type without a codec stops here, with its own error and no other.
         if constexpr (detail::members_supported<decltype(detail::record_fields<R>())>::value) {
             composite_impl::apply();
+            detail::read_settings const* const settings = detail::settings_of(*this);
+            if (settings != nullptr && settings->strict) {
+                detail::check_known_keys<R>(*data->value.mapValue);
+            }
             std::apply([this](auto const&... f) { (void)(this->member(f) && ...); },
                        detail::record_fields<R>());
         }
@@ -138,7 +144,7 @@ private:
             write<M, W>(f.name);
             return true;
         case deserialize_from_json:
-            read<M, W>(f.name);
+            read<M, W>(f.renamed() ? detail::present_key(f, *data->value.mapValue) : f.name);
             return true;
         case collect_attr_names:
             add_attr_name_to_vector(f.name);

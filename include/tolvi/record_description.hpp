@@ -16,6 +16,10 @@
 // text. The key is the member's name everywhere a document, a patch, member_names, a log line or
 // an error message names it; two members with one key do not compile.
 //
+// Renamed keys: `(max_temp, "max-temp", "maxTemp", "max_temp")` also reads up to four older keys
+// of the member. Writing, patches and make_patch use the first key; a document that holds two keys
+// of one member is refused.
+//
 // Source types. A document may say where it came from (options::from). Declare source types
 // with TOLVI_SOURCE_TYPE(name) in any namespace; they are told apart by address. A member can
 // refuse up to five of them: TOLVI_REFUSE(device, serial, cloud, backup), naming the C++ member;
@@ -32,12 +36,25 @@ namespace tolvi {
 inline namespace v1 {
 namespace detail {
 
-// One member of a record description: its JSON key and where it lives. The key is a constant of
-// the description, as the bare member name was, so a key costs nothing at run time.
+constexpr std::size_t most_old_keys = 4;
+
+// One member of a record description: its JSON key, the older keys it is still read from, and
+// where it lives. Keys are constants of the description, as the bare member name was, so they
+// cost nothing at run time.
 template <auto Member>
 struct field {
     char const* name;
+    char const* keys[1 + most_old_keys]; // the key, then the older ones; unused ones null
+
+    constexpr bool renamed() const noexcept { return keys[1] != nullptr; }
 };
+
+template <auto Member, class... Old>
+constexpr field<Member> make_field(char const* key, Old... old) noexcept {
+    static_assert(sizeof...(Old) <= most_old_keys,
+                  "tolvi: a member lists at most four older keys after its key");
+    return field<Member>{key, {key, old...}};
+}
 
 template <class P>
 struct member_pointer;
@@ -94,14 +111,23 @@ constexpr bool same_text(char const* a, char const* b) noexcept {
     return *a == *b;
 }
 
+// Every key, older keys included, names one member only.
 template <class... F>
 constexpr bool distinct_keys(std::tuple<F...> const& fields) noexcept {
     return std::apply(
         [](auto const&... f) {
-            char const* const keys[] = {f.name..., nullptr};
-            for (std::size_t i = 0; keys[i] != nullptr; ++i) {
-                for (std::size_t j = i + 1; keys[j] != nullptr; ++j) {
-                    if (same_text(keys[i], keys[j])) {
+            constexpr std::size_t per_member = 1 + most_old_keys;
+            char const* const* const lists[] = {f.keys..., nullptr}; // never empty
+            char const* keys[sizeof...(f) * per_member + 1] = {};
+            std::size_t n = 0;
+            for (std::size_t m = 0; m < sizeof...(f); ++m) {
+                for (std::size_t k = 0; k < per_member; ++k) {
+                    keys[n++] = lists[m][k];
+                }
+            }
+            for (std::size_t i = 0; i < n; ++i) {
+                for (std::size_t j = i + 1; keys[i] != nullptr && j < n; ++j) {
+                    if (keys[j] != nullptr && same_text(keys[i], keys[j])) {
                         return false;
                     }
                 }
@@ -150,8 +176,8 @@ constexpr refusals refused_sources() noexcept {
 #define TOLVI_SOURCE_TYPE(name)                                                                    \
     inline constexpr ::korvax::tolvi::source_type_t name {}
 
-// TOLVI_RECORD(type, member, (member, "key"), ...); at namespace scope, members in document
-// order (up to 64).
+// TOLVI_RECORD(type, member, (member, "key"), (member, "key", "older key"), ...); at namespace
+// scope, members in document order (up to 64).
 #define TOLVI_RECORD(T, ...)                                                                       \
     inline constexpr auto tolvi_record_fields(T const*) noexcept {                                 \
         return ::korvax::tolvi::detail::make_fields(                                               \
@@ -173,18 +199,12 @@ constexpr refusals refused_sources() noexcept {
     }                                                                                              \
     static_assert(true, "")
 
-// A member is `name` (its key is the name) or `(name, "key")`.
+// A member is `name` (its key is the name) or `(name, "key", "older key", ...)`.
 #define TOLVI_RECORD_FIELD_(T, m) TOLVI_PP_CAT(TOLVI_RECORD_FIELD_, TOLVI_PP_IS_PAREN(m))(T, m)
-#define TOLVI_RECORD_FIELD_0(T, m)                                                                 \
-    ::korvax::tolvi::detail::field<&T::m> {                                                        \
-#m                                                                                         \
-    }
+#define TOLVI_RECORD_FIELD_0(T, m) ::korvax::tolvi::detail::make_field<&T::m>(#m)
 #define TOLVI_RECORD_FIELD_1(T, pair) TOLVI_RECORD_KEYED_(T, TOLVI_PP_UNPAREN pair)
 #define TOLVI_RECORD_KEYED_(T, ...) TOLVI_RECORD_KEYED__(T, __VA_ARGS__)
-#define TOLVI_RECORD_KEYED__(T, m, key)                                                            \
-    ::korvax::tolvi::detail::field<&T::m> {                                                        \
-        key                                                                                        \
-    }
+#define TOLVI_RECORD_KEYED__(T, m, ...) ::korvax::tolvi::detail::make_field<&T::m>(__VA_ARGS__)
 
 // Preprocessor helpers: tell a parenthesized argument from a bare one, count the arguments (up
 // to 64, more give TOO_MANY) and apply a macro to each.

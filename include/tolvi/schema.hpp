@@ -7,8 +7,10 @@
 // It states the JSON keys, the required members (none in a patch), null for optional members,
 // the range of every integer and of float, the names of enumerations, the length of fixed-length
 // arrays and the keys of maps; each nested record is described once under "$defs" and referred
-// to with "$ref". Opaque blocks may hold any value, and keys the record does not describe are
-// allowed, as reading ignores them. A char const* member is never read: it must be absent.
+// to with "$ref". Opaque blocks may hold any value. Keys the record does not describe are allowed,
+// as reading ignores them, unless options().strict() refuses them ("additionalProperties":
+// false). The older keys of a renamed member are properties marked "deprecated", of which a
+// document holds at most one. A char const* member is never read: it must be absent.
 //
 // What JSON Schema cannot say: an integer member refuses a number written with a fraction, even
 // 3.0, which the schema's "integer" takes; and an integer map key must lie in its type's range,
@@ -82,7 +84,7 @@ struct schema_of;
 class schema_writer {
 public:
     schema_writer(options const& o, void const* root) noexcept
-        : patch_(o.patch),
+        : patch_(o.patch), strict_(o.strict_keys),
           source_(o.source_type != nullptr ? o.source_type : &_ac::source_type::unspecified),
           root_(root) {}
 
@@ -97,14 +99,21 @@ public:
     Variant record() {
         Variant::map_type properties;
         Variant::vector_type required;
+        Variant::vector_type rules; // for renamed members: one key of each, and only one
         if constexpr (members_supported<decltype(record_fields<R>())>::value) {
-            std::apply([&](auto const&... f) { (member<R>(f, properties, required), ...); },
+            std::apply([&](auto const&... f) { (member<R>(f, properties, required, rules), ...); },
                        record_fields<R>());
         }
         Variant::map_type out{{"type", Variant("object")},
                               {"properties", Variant(std::move(properties))}};
         if (!required.empty()) {
             out.emplace("required", Variant(std::move(required)));
+        }
+        if (!rules.empty()) {
+            out.emplace("allOf", Variant(std::move(rules)));
+        }
+        if (strict_) {
+            out.emplace("additionalProperties", Variant(false));
         }
         return Variant(std::move(out));
     }
@@ -133,7 +142,8 @@ public:
 
 private:
     template <class R, auto M>
-    void member(field<M> const& f, Variant::map_type& properties, Variant::vector_type& required) {
+    void member(field<M> const& f, Variant::map_type& properties, Variant::vector_type& required,
+                Variant::vector_type& rules) {
         using W = typename member_pointer<decltype(M)>::wrapper;
         using T = typename W::value_type;
         constexpr bool is_required = std::is_same<W, tolvi::required<T>>::value;
@@ -141,10 +151,35 @@ private:
         bool const refuses = std::find(refused.types, refused.types + refused.count, source_) !=
                              refused.types + refused.count;
         Variant s = refuses ? Variant(false) : is_required ? not_null(of<T>()) : or_null(of<T>());
-        properties.emplace(f.name, std::move(s));
-        if (is_required && !patch_) {
-            required.emplace_back(f.name);
+        if (!f.renamed()) {
+            properties.emplace(f.name, std::move(s));
+            if (is_required && !patch_) {
+                required.emplace_back(f.name);
+            }
+            return;
         }
+        // Older keys read as the key does, marked deprecated; at most one of them may stand.
+        Variant::vector_type any_key;
+        for (std::size_t i = 0; i < 1 + most_old_keys && f.keys[i] != nullptr; ++i) {
+            properties.emplace(f.keys[i], i == 0 ? s : deprecated(s));
+            any_key.push_back(schema_object({{"required", Variant::vector_type{f.keys[i]}}}));
+            for (std::size_t j = 0; j < i; ++j) {
+                rules.push_back(schema_object(
+                    {{"not",
+                      schema_object({{"required", Variant::vector_type{f.keys[j], f.keys[i]}}})}}));
+            }
+        }
+        if (is_required && !patch_) {
+            rules.push_back(schema_object({{"anyOf", Variant(std::move(any_key))}}));
+        }
+    }
+
+    static Variant deprecated(Variant s) {
+        if (s.type == Variant::Boolean) {
+            return s.value.boolValue ? schema_object({{"deprecated", Variant(true)}}) : s;
+        }
+        s.value.mapValue->emplace("deprecated", Variant(true));
+        return s;
     }
 
     // A required member refuses null, even where its type takes any value.
@@ -198,6 +233,7 @@ private:
     }
 
     bool patch_;
+    bool strict_;
     source_type_t const* source_;
     void const* root_;
     std::vector<std::pair<void const*, std::string>> named_;

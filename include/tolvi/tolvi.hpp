@@ -23,4 +23,5 @@
 #include <tolvi/record.hpp>
 #include <tolvi/record_codec.hpp>
 #include <tolvi/record_description.hpp>
+#include <tolvi/record_keys.hpp>
 #include <tolvi/schema.hpp>

@@ -35,9 +35,9 @@ using key = double;
 using key = unsigned short;
 #endif
 #ifdef TOLVI_CASE_DUPLICATE_KEY
-#define TOLVI_SECOND_KEY "first"
+#define TOLVI_OLD_KEY "first" // an older key of one member that is another member's key
 #else
-#define TOLVI_SECOND_KEY "second"
+#define TOLVI_OLD_KEY "2nd"
 #endif
 #ifdef TOLVI_CASE_TOO_MANY
 #define TOLVI_LAST_MEMBER , m64
@@ -55,11 +55,11 @@ struct record {
         m38, m39, m40, m41, m42, m43, m44, m45, m46, m47, m48, m49, m50, m51, m52, m53, m54, m55,
         m56, m57, m58, m59, m60, m61, m62, m63, m64;
 };
-TOLVI_RECORD(record, letters, numbers, points, colors, (a, "first"), (b, TOLVI_SECOND_KEY), m6, m7,
-             m8, m9, m10, m11, m12, m13, m14, m15, m16, m17, m18, m19, m20, m21, m22, m23, m24, m25,
-             m26, m27, m28, m29, m30, m31, m32, m33, m34, m35, m36, m37, m38, m39, m40, m41, m42,
-             m43, m44, m45, m46, m47, m48, m49, m50, m51, m52, m53, m54, m55, m56, m57, m58, m59,
-             m60, m61, m62, m63 TOLVI_LAST_MEMBER);
+TOLVI_RECORD(record, letters, numbers, points, colors, (a, "first"), (b, "second", TOLVI_OLD_KEY),
+             m6, m7, m8, m9, m10, m11, m12, m13, m14, m15, m16, m17, m18, m19, m20, m21, m22, m23,
+             m24, m25, m26, m27, m28, m29, m30, m31, m32, m33, m34, m35, m36, m37, m38, m39, m40,
+             m41, m42, m43, m44, m45, m46, m47, m48, m49, m50, m51, m52, m53, m54, m55, m56, m57,
+             m58, m59, m60, m61, m62, m63 TOLVI_LAST_MEMBER);
 
 } // namespace app
 

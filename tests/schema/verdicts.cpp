@@ -56,6 +56,7 @@ int main() {
             if (name == r.name) {
                 tv::options o;
                 o.as_patch(how.find("patch") != std::string::npos);
+                o.strict(how.find("strict") != std::string::npos);
                 if (how.find("cloud") != std::string::npos) {
                     o.from(r.cloud);
                 }
