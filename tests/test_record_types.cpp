@@ -135,7 +135,7 @@ TEST(RecordTypes, RefusedValues) {
           R"({"7 ":[]})", R"({"":[]})", R"({"-0":[]})", R"({"99999999999999999999":[]})",
           R"({"7":[1e39]})"}},
         {"counters", {R"({"-1":0})", R"({"18446744073709551616":0})", R"({"1":2.0})"}},
-        {"modes", {R"({"Heat":{"max-temp":1}})", R"({"heat":{"max_temp":1}})"}},
+        {"modes", {R"({"Heat":{"max-temp":1}})", R"({"heat":{"max_tmp":1}})"}},
         {"pair", {R"([{"max-temp":1}])"}}};
     for (auto const& [key, values] : refused) {
         for (char const* value : values) {

@@ -13,17 +13,27 @@ TEST(Schema, StatesKeysRequiredMembersAndRanges) {
     // The description states in words what the schema cannot, the limits of the text among them.
     EXPECT_NE(schema.get("description").toJson().find("(1e309)"), std::string::npos);
     schema.value.mapValue->erase("description");
+    // "max-temp" reads the older keys "maxTemp" and "max_temp" too: exactly one of the three.
     EXPECT_EQ(schema, json(R"({
         "$schema": "https://json-schema.org/draft/2020-12/schema", "title": "limits",
-        "type": "object", "required": ["max-temp"], "properties": {
+        "type": "object", "allOf": [{"oneOf": [{"required": ["max-temp"]},
+            {"required": ["maxTemp"]}, {"required": ["max_temp"]}]}], "properties": {
             "max-temp": {"type": "integer", "minimum": -2147483648, "maximum": 2147483647},
+            "maxTemp": {"type": "integer", "minimum": -2147483648, "maximum": 2147483647,
+                        "deprecated": true},
+            "max_temp": {"type": "integer", "minimum": -2147483648, "maximum": 2147483647,
+                         "deprecated": true},
             "min_temp": {"type": ["integer", "null"], "minimum": -32768, "maximum": 32767},
             "class": {"type": ["string", "null"]}}})"));
-    // A patch requires nothing; from a source type, a refused member must be absent.
+    // A patch requires nothing but at most one key of a member; from a source type, a refused
+    // member must be absent under every key; strict, no other key may stand.
     Variant const patch =
-        tv::json_schema<kinds::limits>(tv::options().as_patch().from(kinds::cloud));
+        tv::json_schema<kinds::limits>(tv::options().as_patch().from(kinds::cloud).strict());
     EXPECT_EQ(patch.get("required"), Variant());
-    EXPECT_EQ(patch.get("properties").get("max-temp"), Variant(false));
+    EXPECT_EQ(patch.get("allOf"), json(R"([{"not": {"anyOf": [{"required": ["max-temp", "maxTemp"]},
+        {"required": ["max-temp", "max_temp"]}, {"required": ["maxTemp", "max_temp"]}]}}])"));
+    EXPECT_EQ(patch.get("properties").get("maxTemp"), Variant(false));
+    EXPECT_EQ(patch.get("additionalProperties"), Variant(false));
 }
 
 TEST(Schema, ContainersKeysAndNestedRecords) {
@@ -42,7 +52,8 @@ TEST(Schema, ContainersKeysAndNestedRecords) {
                                       "additionalProperties": {"$ref": "#/$defs/limits"}})"));
     EXPECT_EQ(p.get("pair").get("items"), json(R"({"$ref": "#/$defs/limits"})"));
     EXPECT_EQ(s.get("$defs").value.mapValue->size(), 1u);
-    EXPECT_EQ(s.get("$defs").get("limits").get("required"), json(R"(["max-temp"])"));
+    EXPECT_EQ(s.get("$defs").get("limits").get("allOf"),
+              tv::json_schema<kinds::limits>().get("allOf"));
     EXPECT_EQ(p.get("extra"), Variant(true));
     EXPECT_EQ(p.get("gain").get("maximum"), Variant(static_cast<double>(FLT_MAX)));
     EXPECT_EQ(tv::json_schema<kinds::node>().get("properties").get("children"),

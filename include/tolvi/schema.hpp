@@ -158,20 +158,22 @@ private:
             }
             return;
         }
-        // Older keys read as the key does, marked deprecated; at most one of them may stand.
-        Variant::vector_type any_key;
+        // Older keys read as the key does, marked deprecated. A required member stands under
+        // exactly one of its keys; any member under at most one.
+        Variant::vector_type one_key, two_keys;
         for (std::size_t i = 0; i < 1 + most_old_keys && f.keys[i] != nullptr; ++i) {
             properties.emplace(f.keys[i], i == 0 ? s : deprecated(s));
-            any_key.push_back(schema_object({{"required", Variant::vector_type{f.keys[i]}}}));
+            one_key.push_back(schema_object({{"required", Variant::vector_type{f.keys[i]}}}));
             for (std::size_t j = 0; j < i; ++j) {
-                rules.push_back(schema_object(
-                    {{"not",
-                      schema_object({{"required", Variant::vector_type{f.keys[j], f.keys[i]}}})}}));
+                two_keys.push_back(
+                    schema_object({{"required", Variant::vector_type{f.keys[j], f.keys[i]}}}));
             }
         }
-        if (is_required && !patch_) {
-            rules.push_back(schema_object({{"anyOf", Variant(std::move(any_key))}}));
-        }
+        rules.push_back(
+            is_required && !patch_
+                ? schema_object({{"oneOf", Variant(std::move(one_key))}})
+                : schema_object(
+                      {{"not", schema_object({{"anyOf", Variant(std::move(two_keys))}})}}));
     }
 
     static Variant deprecated(Variant s) {
