@@ -401,8 +401,9 @@ bool parse_json(std::string const& text, Variant& out, parse_failure& why) {
 }
 
 std::string to_json(Variant const& value) {
-    return json_trees::dump(value, JSON_COMPACT | JSON_ENCODE_ANY |
-                                       JSON_REAL_PRECISION(json_trees::exactDigits(value)));
+    return json_trees::dump(
+        value, JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(json_trees::exactDigits(value)),
+        true);
 }
 
 } // namespace v1

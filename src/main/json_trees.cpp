@@ -80,12 +80,12 @@ std::size_t utf8Length(char const* text, std::size_t n) noexcept {
 }
 
 // json_object_set_new without its key check and strlen: the caller has checked the key.
-void setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
+int setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
 #if JANSSON_VERSION_HEX >= 0x020e00
-    json_object_setn_new_nocheck(object, key, n, value);
+    return json_object_setn_new_nocheck(object, key, n, value);
 #else
     (void)n;
-    json_object_set_new_nocheck(object, key, value);
+    return json_object_set_new_nocheck(object, key, value);
 #endif
 }
 
@@ -105,7 +105,16 @@ public:
 
     json_t* build(Variant const& v);
 
+    // Whether Jansson had no memory for a node or a member, which the tree then lacks: apart from
+    // what Jansson refuses (NaN, infinities, text that is not UTF-8), every value made it in.
+    bool lost() const noexcept { return lost_; }
+
 private:
+    json_t* made(json_t* node) noexcept {
+        lost_ = lost_ || node == nullptr;
+        return node;
+    }
+
     enum class kind : std::uint32_t { none, integer, string, container };
     struct slot {
         std::uint64_t hash;
@@ -140,6 +149,7 @@ private:
     void release() noexcept;
 
     bool const share_;
+    bool lost_ = false;
     std::unique_ptr<slot[]> slots_;
     std::size_t size_ = 0;            // slots in the table
     std::size_t seen_ = 0;            // values built before the cache started
@@ -284,7 +294,7 @@ json_t* treeBuilder::integer(std::int64_t value) {
     if (s != nullptr && s->node != nullptr && s->what == kind::integer && s->integer == value) {
         return json_incref(s->node);
     }
-    return keep(json_integer(static_cast<json_int_t>(value)),
+    return keep(made(json_integer(static_cast<json_int_t>(value))),
                 slot{hash, kind::integer, nullptr, 0, value, nullptr});
 }
 
@@ -295,7 +305,7 @@ json_t* treeBuilder::string(std::string const& text) {
         return nullptr;
     }
     if (!share_ || n > longest_shared) {
-        return json_stringn_nocheck(text.data(), n);
+        return made(json_stringn_nocheck(text.data(), n));
     }
     std::uint64_t const hash = hashOf(text.data(), n);
     slot const* const s = find(hash);
@@ -304,34 +314,38 @@ json_t* treeBuilder::string(std::string const& text) {
         return json_incref(s->node);
     }
     // The document outlives the builder, so the slot may point into its text.
-    return keep(json_stringn_nocheck(text.data(), n),
+    return keep(made(json_stringn_nocheck(text.data(), n)),
                 slot{hash, kind::string, text.data(), n, 0, nullptr});
 }
 
 json_t* treeBuilder::empty(json_t*& node, json_t* (*make)()) {
     if (node == nullptr) {
-        node = make();
+        node = made(make());
     }
     return node != nullptr ? json_incref(node) : nullptr;
 }
 
 json_t* treeBuilder::container(Variant const& v) {
-    json_ptr node(v.type == Variant::Map ? json_object() : json_array());
+    json_ptr node(made(v.type == Variant::Map ? json_object() : json_array()));
     if (!node) {
         return nullptr;
     }
+    // A refused key or value leaves its member out; the value of a refused key need not be built
+    // at all. Jansson refuses a member or element that it has a value for only for lack of memory.
     if (v.type == Variant::Map) {
-        // A refused key or value leaves its member out; the value of a refused key need not be
-        // built at all.
         for (auto const& entry : *v.value.mapValue) {
             std::size_t const n = utf8Length(entry.first.data(), entry.first.size());
             if (n != not_utf8) {
-                setMember(node.get(), entry.first.data(), n, build(entry.second));
+                json_t* const value = build(entry.second);
+                lost_ = (setMember(node.get(), entry.first.data(), n, value) != 0 &&
+                         value != nullptr) ||
+                        lost_;
             }
         }
     } else {
         for (auto const& element : *v.value.vectorValue) {
-            json_array_append_new(node.get(), build(element));
+            json_t* const value = build(element);
+            lost_ = (json_array_append_new(node.get(), value) != 0 && value != nullptr) || lost_;
         }
     }
     return node.release();
@@ -342,7 +356,7 @@ json_t* treeBuilder::build(Variant const& v) {
     case Variant::Integer:
         return integer(v.value.intValue);
     case Variant::Double:
-        return json_real(v.value.doubleValue);
+        return std::isfinite(v.value.doubleValue) ? made(json_real(v.value.doubleValue)) : nullptr;
     case Variant::String:
         return string(*v.value.stringValue);
     case Variant::Boolean:
@@ -594,16 +608,24 @@ Variant convertTree(json_t* root) {
     return treeConverter().convert(root);
 }
 
-std::string dump(Variant const& v, std::size_t flags) {
-    json_ptr const tree(treeBuilder(true).build(v));
+std::string dump(Variant const& v, std::size_t flags, bool whole) {
+    treeBuilder builder(true);
+    json_ptr const tree(builder.build(v));
+    if (whole && builder.lost()) {
+        throw std::bad_alloc();
+    }
     if (!tree) {
         return std::string();
     }
     text_sink sink;
     int const status = json_dump_callback(tree.get(), &text_sink::append, &sink, flags);
-    // Jansson gave up part way, or the text found no room: no text rather than half of it.
-    return status == 0 && !sink.failed && sink.used > 0 ? std::string(sink.text, sink.used)
-                                                        : std::string();
+    // Jansson gave up part way, or the text found no room: no text rather than half of it. Of a
+    // tree that holds only what Jansson takes, that is for lack of memory.
+    bool const printed = status == 0 && !sink.failed && sink.used > 0;
+    if (whole && !printed) {
+        throw std::bad_alloc();
+    }
+    return printed ? std::string(sink.text, sink.used) : std::string();
 }
 
 } // namespace json_trees

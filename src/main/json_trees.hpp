@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 
 #include <jansson.h>
@@ -34,8 +35,10 @@ json_t* buildTree(Variant const& v, bool share);
 // The Variant of a parsed tree; the tree is left as it is.
 Variant convertTree(json_t* root);
 
-// `v` printed with the json_dumps flags `flags`, or the empty string when Jansson refuses it.
-std::string dump(Variant const& v, std::size_t flags);
+// `v` printed with the json_dumps flags `flags`, or the empty string when Jansson refuses it. What
+// Jansson refuses inside it (NaN, infinities, text that is not UTF-8) is left out. Running out of
+// memory leaves values out too, or gives "", unless `whole` asks for std::bad_alloc instead.
+std::string dump(Variant const& v, std::size_t flags, bool whole = false);
 
 // The fewest significant digits (1 to 17) with which "%.*g" prints every finite double in `v` so
 // that it reads back exactly.

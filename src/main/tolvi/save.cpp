@@ -35,99 +35,6 @@ std::string failureText(std::string const& path, char const* step) {
     throw std::runtime_error(failureText(path, step) + ": " + std::strerror(error));
 }
 
-// Whether Jansson takes `s` as a string: well-formed UTF-8 (no overlong forms, no surrogates,
-// nothing past U+10FFFF) up to its first NUL, where Jansson takes the text to end.
-bool takenAsText(std::string const& s) noexcept {
-    auto const* p = reinterpret_cast<unsigned char const*>(s.data());
-    std::size_t const n = s.size();
-    for (std::size_t i = 0; i < n && p[i] != 0;) {
-        unsigned char const c = p[i];
-        std::size_t const length = c < 0x80                 ? 1
-                                   : c >= 0xC2 && c <= 0xDF ? 2
-                                   : c >= 0xE0 && c <= 0xEF ? 3
-                                   : c >= 0xF0 && c <= 0xF4 ? 4
-                                                            : 0;
-        if (length == 0 || n - i < length) {
-            return false;
-        }
-        unsigned char const low = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;
-        unsigned char const high = c == 0xED ? 0x9F : c == 0xF4 ? 0x8F : 0xBF;
-        if (length > 1 && (p[i + 1] < low || p[i + 1] > high)) {
-            return false;
-        }
-        for (std::size_t k = 2; k < length; ++k) {
-            if ((p[i + k] & 0xC0) != 0x80) {
-                return false;
-            }
-        }
-        i += length;
-    }
-    return true;
-}
-
-// The values (containers included) that the text of `v` holds. The printer leaves out what Jansson
-// refuses (a NaN or an infinity, a string or a key that is not UTF-8), and also, saying nothing,
-// what Jansson had no memory for: a text holding fewer values than this is a failed print. Keys
-// that agree up to a NUL are one key to Jansson: the last member it took stays.
-std::size_t valuesOf(Variant const& v) noexcept {
-    switch (v.type) {
-    case Variant::Double:
-        return std::isfinite(v.value.doubleValue) ? 1 : 0;
-    case Variant::String:
-        return takenAsText(*v.value.stringValue) ? 1 : 0;
-    case Variant::Vector: {
-        std::size_t n = 1;
-        for (Variant const& element : *v.value.vectorValue) {
-            n += valuesOf(element);
-        }
-        return n;
-    }
-    case Variant::Map: {
-        std::size_t n = 1, last = 0;
-        std::string const* previous = nullptr;
-        for (auto const& entry : *v.value.mapValue) {
-            std::size_t const values = takenAsText(entry.first) ? valuesOf(entry.second) : 0;
-            if (values == 0) {
-                continue;
-            }
-            std::string const& key = entry.first;
-            std::size_t const length = std::strlen(key.c_str());
-            bool const same = previous != nullptr && std::strlen(previous->c_str()) == length &&
-                              previous->compare(0, length, key, 0, length) == 0;
-            n += values - (same ? last : 0);
-            last = values;
-            previous = &key;
-        }
-        return n;
-    }
-    default:
-        return 1;
-    }
-}
-
-// The values in compact JSON text: containers, scalars and strings other than keys.
-std::size_t valuesIn(std::string const& text) noexcept {
-    std::size_t n = 0;
-    std::size_t const size = text.size();
-    for (std::size_t i = 0; i < size; ++i) {
-        char const c = text[i];
-        if (c == '"') {
-            for (++i; i < size && text[i] != '"'; ++i) {
-                i += text[i] == '\\';
-            }
-            n += i + 1 >= size || text[i + 1] != ':';
-        } else if (c == '[' || c == '{') {
-            ++n;
-        } else if (c != ',' && c != ':' && c != ']' && c != '}') {
-            ++n;
-            while (i + 1 < size && std::strchr(",:]}", text[i + 1]) == nullptr) {
-                ++i;
-            }
-        }
-    }
-    return n;
-}
-
 // The directory part of a path, as the kernel reads it.
 std::string directoryOf(std::string const& path) {
     std::string::size_type const slash = path.rfind('/');
@@ -251,16 +158,10 @@ bool writeAll(int fd, std::string const& text) {
 } // namespace
 
 void to_file(Variant const& value, std::string const& path) {
+    // What the text could not hold (a NaN, text that is not UTF-8) is refused, not left out; a
+    // text that lacks a value for want of memory throws std::bad_alloc.
+    check_writable(value);
     std::string const text = to_json(value);
-    std::size_t const values = valuesOf(value);
-    if (values == 0) {
-        // A value that prints as nothing (a NaN, text that is not UTF-8) would save an empty
-        // file over a good one.
-        throw std::runtime_error(failureText(path, "the value has no JSON text"));
-    }
-    if (valuesIn(text) != values) {
-        throw std::bad_alloc(); // Jansson ran out of memory while printing, and left values out
-    }
 
     // Everything that can fail otherwise is made ready before the temporary file exists, and
     // nothing after the rename allocates: an exception means the old file is there.
