@@ -18,7 +18,9 @@ inline namespace v1 {
 // takes the old one's mode, and its owner and group where the process may set them; a new file
 // gets 0666 less the umask. A symbolic link is written through (the file at the end of its chain
 // is replaced, the links stay); other hard links keep the old file. The file size limit gives
-// std::runtime_error, not SIGXFSZ. README "Saving a configuration" has the details.
+// std::runtime_error, not SIGXFSZ. A value the text cannot hold whole (check_writable) is refused
+// with unwritable_value before any file is touched. README "Saving a configuration" has the
+// details.
 TOLVI_API void to_file(Variant const& value, std::string const& path);
 
 // The whole content of a file, bytes as they are; throws std::runtime_error
