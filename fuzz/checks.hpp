@@ -408,6 +408,17 @@ inline void check_records(std::string const& input) {
                 require(logs.errors == 0, "a record read without error was logged");
                 require(tv::equal(record, record), "a record differs from itself");
 
+                // Strict reading takes the same record, or refuses a key and changes nothing.
+                device_config strict = before;
+                try {
+                    tv::from_variant(strict, document, tv::options(o).strict());
+                    require(tv::equal(strict, record), "a strict read took another record");
+                } catch (tv::document_error const& e) {
+                    require(e.what_kind() == tv::document_error::unknown_key &&
+                                tv::equal(strict, before),
+                            "a strict read refused more than a key, or changed the record");
+                }
+
                 // Unprovided members are left out and disengaged ones written as null, so
                 // writing as a patch never refuses.
                 Variant const written = tv::to_variant(record, tv::options().as_patch());
