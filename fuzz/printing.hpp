@@ -279,9 +279,9 @@ inline std::string jansson_text(json_t const* tree, std::size_t flags) {
     return text ? std::string(text.get()) : std::string();
 }
 
-// Both printed forms are Jansson's text of the plain tree, byte for byte, and the tree handed out
-// is equal to it; where text can hold the value, the exact text and the pretty text read back to
-// an equal value.
+// Both printed forms are Jansson's text of the plain tree, byte for byte, the tree handed out is
+// equal to it, and the exact text reads as Jansson's text with 17 digits does; where text can hold
+// the value, the exact text and the pretty text read back to an equal value.
 inline void check_printing(std::string const& input) {
     Variant const v = value_maker(input).make();
     bool exact = true;
@@ -297,8 +297,16 @@ inline void check_printing(std::string const& input) {
     json_ptr const handed(toJansson(v));
     require(handed ? plain && json_equal(handed.get(), plain.get()) : !plain,
             "toJansson differs from the plain tree");
+    // The exact text leaves out what Jansson leaves out, and no double takes more digits than 17.
+    std::string const exact_text = korvax::tolvi::to_json(v);
+    std::string const full =
+        jansson_text(plain.get(), JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(17));
+    require(exact_text.size() <= full.size() &&
+                (full.empty() ? exact_text.empty()
+                              : Variant::fromJson(exact_text) == Variant::fromJson(full)),
+            "the exact text differs from Jansson's text with 17 digits");
     if (exact) {
-        require(Variant::fromJson(korvax::tolvi::to_json(v)) == v,
+        require(Variant::fromJson(exact_text) == v,
                 "the exact text does not read back to an equal value");
         require(Variant::fromJson(pretty) == v,
                 "the pretty text does not read back to an equal value");

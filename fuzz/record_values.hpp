@@ -4,7 +4,7 @@
 // (integer limits of each width, float and double extremes, subnormals, NaN, infinities, values
 // below impl<double>::epsilon, empty, long and non-UTF-8 strings, enumerators, maps keyed by text,
 // integers and enumerators, fixed-length arrays, nested records, optional members in all three
-// states, opaque blocks), and lists long enough to fill the printer's sharing cache. The property:
+// states, opaque blocks), and lists of hundreds of small records. The property:
 // what a record writes reads back equal (doubles that the codec writes as 0 aside), and a
 // second save gives the same bytes; or the write refuses with missing_member or unwritable_value.
 
@@ -304,7 +304,7 @@ struct builder {
         }
         fill(v.nested, [&] { return make_cell(); });
         fill(v.cells, [&] {
-            std::vector<cell> cells(r.byte() * 2); // up to 510: enough to grow the sharing cache
+            std::vector<cell> cells(r.byte() * 2); // up to 510
             for (cell& c : cells) {
                 c = make_cell();
             }

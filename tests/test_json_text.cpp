@@ -2,8 +2,10 @@
 
 #include <cmath>
 #include <cstdint>
+#include <string>
 
 #include <tolvi/Variant.hpp>
+#include <tolvi/json_text.hpp>
 
 #include "test_support.hpp"
 
@@ -94,6 +96,47 @@ TEST(JsonText, PrintsCompactAndPretty) {
         EXPECT_EQ(r.v.prettyPrintJson(), r.pretty) << r.compact;
     }
     EXPECT_EQ(toJansson(Variant("\xFF")), nullptr);
+}
+
+// The exact text: each double with its own fewest digits, in the form Jansson gives reals; all
+// else as toJson prints it.
+TEST(JsonText, ExactTextGivesEachDoubleItsFewestDigits) {
+    struct row {
+        Variant v;
+        char const* text;
+        bool jansson; // no double to round: toJson prints the same
+    } const rows[] = {
+        {Vec{Variant(0.1), Variant(1.0 / 3.0), Variant(0.1 + 0.2)},
+         "[0.1,0.3333333333333333,0.30000000000000004]", false},
+        {Vec{Variant(1.0), Variant(-0.0), Variant(100.0), Variant(123456789.0), Variant(1e16)},
+         "[1.0,-0.0,100.0,123456789.0,10000000000000000.0]", false},
+        {Vec{Variant(1e17), Variant(1.5e-7), Variant(5e-324), Variant(1.7976931348623157e308)},
+         "[1e17,1.5e-7,5e-324,1.7976931348623157e308]", false},
+        // The shortest digits, rounded to nearest, read back as another double: one more.
+        {Variant(std::ldexp(1.0, -957)), "8.2090736025967525e-289", false},
+        {Map{{"b", Variant(std::nan(""))}, {"a\x01\x1F\x7F", Variant("\"\\/\b\f\n\r\t\xC3\xA9")}},
+         R"({"a\u0001\u001F)"
+         "\x7F"
+         R"(":"\"\\/\b\f\n\r\t)"
+         "\xC3\xA9\"}",
+         true},
+        {Vec{Variant(HUGE_VAL), Variant("\xFF"), Variant(Map{{"\xFF", Variant(1)}}),
+             Variant(std::string("a\0b", 3))},
+         "[{},\"a\"]", true},
+        // Keys cut at a NUL byte come to one: the last value that prints.
+        {Map{{"a", Variant(1)},
+             {std::string("a\0x", 3), Variant(2)},
+             {std::string("a\0y", 3), Variant(std::nan(""))},
+             {"b", Variant(3)}},
+         R"({"a":2,"b":3})", true},
+        {Variant(std::nan("")), "", true},
+    };
+    for (auto const& r : rows) {
+        EXPECT_EQ(korvax::tolvi::to_json(r.v), r.text);
+        if (r.jansson) {
+            EXPECT_EQ(r.v.toJson(), r.text);
+        }
+    }
 }
 
 } // namespace

@@ -60,7 +60,7 @@ TEST(RecordErrors, RefusedReadsSayWhereAndChangeNothing) {
         {0, whole, "modes/cool/max-temp", "null", "/modes/cool/max-temp",
          "required member is null"},
         {0, whole, "modes/cool/min_temp", "7e4", "/modes/cool/min_temp",
-         "expected an integer from -32768 to 32767: 7e4"},
+         "expected an integer from -32768 to 32767: 70000.0"},
         {0, whole, "pair", "{}", "/pair", "expected an array of 2 elements: {}"},
         {0, whole, "pair/1/class", "5", "/pair/1/class", "expected a string: 5"},
         {0, patch, nullptr, R"({"modes":{"cool":{"class":[]}}})", "/modes/cool/class",

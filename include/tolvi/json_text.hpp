@@ -25,11 +25,12 @@ struct parse_failure {
 // leaves `out` as it was.
 TOLVI_API bool parse_json(std::string const& text, Variant& out, parse_failure& why);
 
-// The compact text of toJson, except that each double is written with as many significant digits
-// as it takes to read back the same double (toJson keeps 7): 0.1 stays 0.1, 1.0 / 3 takes 16. What
-// toJson leaves out (NaN, infinities, text that is not UTF-8) is left out here too, and a refused
-// value at the top gives "" (check_writable, below, refuses them instead). Unlike toJson, running
-// out of memory throws std::bad_alloc: the text never lacks a value for that reason.
+// The compact text of toJson, except that each double is written with the fewest significant
+// digits that read back the same double (toJson keeps 7): 0.1 stays 0.1 and 1.0 / 3 takes 16,
+// whatever else the value holds; a whole number below 1e17 keeps all its digits (100.0, not 1e2).
+// What toJson leaves out (NaN, infinities, text that is not UTF-8) is left out here too, and a
+// refused value at the top gives "" (check_writable, below, refuses them instead). Running out of
+// memory throws std::bad_alloc: the text never lacks a value for that reason.
 TOLVI_API std::string to_json(Variant const& value);
 
 // Throws unwritable_value when JSON text cannot hold `value` so that it reads back equal: a NaN or

@@ -400,12 +400,6 @@ bool parse_json(std::string const& text, Variant& out, parse_failure& why) {
     return true;
 }
 
-std::string to_json(Variant const& value) {
-    return json_trees::dump(
-        value, JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(json_trees::exactDigits(value)),
-        true);
-}
-
 } // namespace v1
 } // namespace tolvi
 } // namespace korvax

@@ -1,14 +1,7 @@
 #include "json_trees.hpp"
 
-#include <tolvi/errors.hpp>
-#include <tolvi/json_text.hpp>
-
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -18,14 +11,9 @@
 #include <vector>
 
 namespace json_trees {
-namespace {
 
-constexpr std::size_t not_utf8 = static_cast<std::size_t>(-1);
-
-// The length of `text` up to its first NUL (where Jansson takes text to end), or not_utf8 unless
-// those bytes are well-formed UTF-8 as Jansson tests it: no overlong forms, no surrogates, nothing
-// past U+10FFFF. One pass does both, so that Jansson's unchecked constructors skip their own
-// slower check and a second strlen; ASCII goes eight bytes at a time.
+// One pass checks and measures, so that Jansson's unchecked constructors skip their own slower
+// check and a second strlen; ASCII goes eight bytes at a time.
 std::size_t utf8Length(char const* text, std::size_t n) noexcept {
     auto const* s = reinterpret_cast<unsigned char const*>(text);
     constexpr std::uint64_t ones = 0x0101010101010101u;
@@ -79,13 +67,15 @@ std::size_t utf8Length(char const* text, std::size_t n) noexcept {
     return n;
 }
 
+namespace {
+
 // json_object_set_new without its key check and strlen: the caller has checked the key.
-int setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
+void setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
 #if JANSSON_VERSION_HEX >= 0x020e00
-    return json_object_setn_new_nocheck(object, key, n, value);
+    json_object_setn_new_nocheck(object, key, n, value);
 #else
     (void)n;
-    return json_object_set_new_nocheck(object, key, value);
+    json_object_set_new_nocheck(object, key, value);
 #endif
 }
 
@@ -105,16 +95,7 @@ public:
 
     json_t* build(Variant const& v);
 
-    // Whether Jansson had no memory for a node or a member, which the tree then lacks: apart from
-    // what Jansson refuses (NaN, infinities, text that is not UTF-8), every value made it in.
-    bool lost() const noexcept { return lost_; }
-
 private:
-    json_t* made(json_t* node) noexcept {
-        lost_ = lost_ || node == nullptr;
-        return node;
-    }
-
     enum class kind : std::uint32_t { none, integer, string, container };
     struct slot {
         std::uint64_t hash;
@@ -149,7 +130,6 @@ private:
     void release() noexcept;
 
     bool const share_;
-    bool lost_ = false;
     std::unique_ptr<slot[]> slots_;
     std::size_t size_ = 0;            // slots in the table
     std::size_t seen_ = 0;            // values built before the cache started
@@ -294,7 +274,7 @@ json_t* treeBuilder::integer(std::int64_t value) {
     if (s != nullptr && s->node != nullptr && s->what == kind::integer && s->integer == value) {
         return json_incref(s->node);
     }
-    return keep(made(json_integer(static_cast<json_int_t>(value))),
+    return keep(json_integer(static_cast<json_int_t>(value)),
                 slot{hash, kind::integer, nullptr, 0, value, nullptr});
 }
 
@@ -305,7 +285,7 @@ json_t* treeBuilder::string(std::string const& text) {
         return nullptr;
     }
     if (!share_ || n > longest_shared) {
-        return made(json_stringn_nocheck(text.data(), n));
+        return json_stringn_nocheck(text.data(), n);
     }
     std::uint64_t const hash = hashOf(text.data(), n);
     slot const* const s = find(hash);
@@ -314,38 +294,34 @@ json_t* treeBuilder::string(std::string const& text) {
         return json_incref(s->node);
     }
     // The document outlives the builder, so the slot may point into its text.
-    return keep(made(json_stringn_nocheck(text.data(), n)),
+    return keep(json_stringn_nocheck(text.data(), n),
                 slot{hash, kind::string, text.data(), n, 0, nullptr});
 }
 
 json_t* treeBuilder::empty(json_t*& node, json_t* (*make)()) {
     if (node == nullptr) {
-        node = made(make());
+        node = make();
     }
     return node != nullptr ? json_incref(node) : nullptr;
 }
 
 json_t* treeBuilder::container(Variant const& v) {
-    json_ptr node(made(v.type == Variant::Map ? json_object() : json_array()));
+    json_ptr node(v.type == Variant::Map ? json_object() : json_array());
     if (!node) {
         return nullptr;
     }
     // A refused key or value leaves its member out; the value of a refused key need not be built
-    // at all. Jansson refuses a member or element that it has a value for only for lack of memory.
+    // at all.
     if (v.type == Variant::Map) {
         for (auto const& entry : *v.value.mapValue) {
             std::size_t const n = utf8Length(entry.first.data(), entry.first.size());
             if (n != not_utf8) {
-                json_t* const value = build(entry.second);
-                lost_ = (setMember(node.get(), entry.first.data(), n, value) != 0 &&
-                         value != nullptr) ||
-                        lost_;
+                setMember(node.get(), entry.first.data(), n, build(entry.second));
             }
         }
     } else {
         for (auto const& element : *v.value.vectorValue) {
-            json_t* const value = build(element);
-            lost_ = (json_array_append_new(node.get(), value) != 0 && value != nullptr) || lost_;
+            json_array_append_new(node.get(), build(element));
         }
     }
     return node.release();
@@ -356,7 +332,7 @@ json_t* treeBuilder::build(Variant const& v) {
     case Variant::Integer:
         return integer(v.value.intValue);
     case Variant::Double:
-        return std::isfinite(v.value.doubleValue) ? made(json_real(v.value.doubleValue)) : nullptr;
+        return json_real(v.value.doubleValue);
     case Variant::String:
         return string(*v.value.stringValue);
     case Variant::Boolean:
@@ -547,58 +523,7 @@ struct text_sink {
     }
 };
 
-// The fewest digits for one double: the shortest text that reads back (std::to_chars) has that
-// many, and "%.*g" rounds correctly, so it nearly always reads back too; near a power of two the
-// rounding may land outside, and one more digit is tried.
-int digitsOf(double x) {
-    if (!std::isfinite(x) || x == 0) {
-        return 1;
-    }
-    char text[40];
-    auto const printed = std::to_chars(text, text + sizeof text, x, std::chars_format::scientific);
-    int digits = 0;
-    for (char const* c = text; c != printed.ptr && *c != 'e'; ++c) {
-        digits += *c >= '0' && *c <= '9';
-    }
-    for (; digits < 17; ++digits) {
-        std::snprintf(text, sizeof text, "%.*g", digits, x);
-        if (std::strtod(text, nullptr) == x) {
-            break;
-        }
-    }
-    return digits;
-}
-
-int exactDigitsIn(Variant const& v, int most) {
-    switch (v.type) {
-    case Variant::Double:
-        return std::max(most, digitsOf(v.value.doubleValue));
-    case Variant::Map:
-        for (auto const& entry : *v.value.mapValue) {
-            if (most == 17) {
-                break;
-            }
-            most = exactDigitsIn(entry.second, most);
-        }
-        return most;
-    case Variant::Vector:
-        for (Variant const& element : *v.value.vectorValue) {
-            if (most == 17) {
-                break;
-            }
-            most = exactDigitsIn(element, most);
-        }
-        return most;
-    default:
-        return most;
-    }
-}
-
 } // namespace
-
-int exactDigits(Variant const& v) {
-    return exactDigitsIn(v, 1);
-}
 
 json_t* buildTree(Variant const& v, bool share) {
     return treeBuilder(share).build(v);
@@ -608,99 +533,16 @@ Variant convertTree(json_t* root) {
     return treeConverter().convert(root);
 }
 
-std::string dump(Variant const& v, std::size_t flags, bool whole) {
-    treeBuilder builder(true);
-    json_ptr const tree(builder.build(v));
-    if (whole && builder.lost()) {
-        throw std::bad_alloc();
-    }
+std::string dump(Variant const& v, std::size_t flags) {
+    json_ptr const tree(treeBuilder(true).build(v));
     if (!tree) {
         return std::string();
     }
     text_sink sink;
     int const status = json_dump_callback(tree.get(), &text_sink::append, &sink, flags);
-    // Jansson gave up part way, or the text found no room: no text rather than half of it. Of a
-    // tree that holds only what Jansson takes, that is for lack of memory.
-    bool const printed = status == 0 && !sink.failed && sink.used > 0;
-    if (whole && !printed) {
-        throw std::bad_alloc();
-    }
-    return printed ? std::string(sink.text, sink.used) : std::string();
+    // Jansson gave up part way, or the text found no room: no text rather than half of it.
+    return status == 0 && !sink.failed && sink.used > 0 ? std::string(sink.text, sink.used)
+                                                        : std::string();
 }
 
 } // namespace json_trees
-
-namespace korvax {
-namespace tolvi {
-inline namespace v1 {
-
-namespace {
-
-// Why the printer cannot write `text` whole: it would leave text that is not UTF-8 out, and cut
-// text at a NUL byte.
-char const* textProblem(std::string const& text) noexcept {
-    std::size_t const n = json_trees::utf8Length(text.data(), text.size());
-    return n == json_trees::not_utf8 ? "is not UTF-8"
-           : n < text.size()         ? "holds a NUL byte"
-                                     : nullptr;
-}
-
-} // namespace
-
-void check_writable(Variant const& value) {
-    switch (value.type) {
-    case Variant::Double:
-        if (!std::isfinite(value.value.doubleValue)) {
-            throw unwritable_value(std::string(), std::isnan(value.value.doubleValue)
-                                                      ? "NaN cannot be written as JSON"
-                                                      : "an infinity cannot be written as JSON");
-        }
-        break;
-    case Variant::String:
-        if (char const* problem = textProblem(*value.value.stringValue)) {
-            throw unwritable_value(std::string(), std::string("text that ") + problem +
-                                                      " cannot be written as JSON");
-        }
-        break;
-    case Variant::Map:
-        // The path is put together only on the way out of a failure.
-        for (auto const& [key, element] : *value.value.mapValue) {
-            try {
-                detail::check_writable_key(key);
-                check_writable(element);
-            } catch (unwritable_value& e) {
-                e.prepend_key(key);
-                throw;
-            }
-        }
-        break;
-    case Variant::Vector: {
-        auto const& list = *value.value.vectorValue;
-        for (std::size_t i = 0; i < list.size(); ++i) {
-            try {
-                check_writable(list[i]);
-            } catch (unwritable_value& e) {
-                e.prepend_index(i);
-                throw;
-            }
-        }
-        break;
-    }
-    default:
-        break;
-    }
-}
-
-namespace detail {
-
-void check_writable_key(std::string const& key) {
-    if (char const* problem = textProblem(key)) {
-        throw unwritable_value(std::string(),
-                               std::string("a key that ") + problem + " cannot be written as JSON");
-    }
-}
-
-} // namespace detail
-} // namespace v1
-} // namespace tolvi
-} // namespace korvax

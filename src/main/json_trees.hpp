@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <string>
 
 #include <jansson.h>
@@ -35,13 +34,14 @@ json_t* buildTree(Variant const& v, bool share);
 // The Variant of a parsed tree; the tree is left as it is.
 Variant convertTree(json_t* root);
 
-// `v` printed with the json_dumps flags `flags`, or the empty string when Jansson refuses it. What
-// Jansson refuses inside it (NaN, infinities, text that is not UTF-8) is left out. Running out of
-// memory leaves values out too, or gives "", unless `whole` asks for std::bad_alloc instead.
-std::string dump(Variant const& v, std::size_t flags, bool whole = false);
+// `v` printed with the json_dumps flags `flags`, or the empty string when Jansson refuses it.
+std::string dump(Variant const& v, std::size_t flags);
 
-// The fewest significant digits (1 to 17) with which "%.*g" prints every finite double in `v` so
-// that it reads back exactly.
-int exactDigits(Variant const& v);
+constexpr std::size_t not_utf8 = static_cast<std::size_t>(-1);
+
+// The length of `text` up to its first NUL (where Jansson takes text to end), or not_utf8 unless
+// those bytes are well-formed UTF-8 as Jansson tests it: no overlong forms, no surrogates, nothing
+// past U+10FFFF.
+std::size_t utf8Length(char const* text, std::size_t n) noexcept;
 
 } // namespace json_trees

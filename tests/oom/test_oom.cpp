@@ -146,7 +146,7 @@ operation with(std::string name, char const* target, char const* source, F f) {
             [f, s = Variant::fromJson(source)](Variant& v) { return f(v, s); }};
 }
 
-// A save of a document large enough for the printer's sharing cache, over a file holding "old":
+// A save of a document of a few hundred values, over a file holding "old":
 // an exception and the old file, or the new file; never a temporary file left beside it.
 std::string const save_dir = ::testing::TempDir() + "tolvi_oom_" + std::to_string(::getpid());
 std::string const save_file = save_dir + "/config.json";

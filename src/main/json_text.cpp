@@ -1,0 +1,276 @@
+// The exact compact text of tolvi::to_json, and the check of what JSON text can hold.
+
+#include <tolvi/errors.hpp>
+#include <tolvi/json_text.hpp>
+
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "json_trees.hpp"
+
+namespace korvax {
+namespace tolvi {
+inline namespace v1 {
+
+namespace {
+
+// The compact form that Jansson prints (JSON_COMPACT | JSON_ENCODE_ANY), straight into a string,
+// except that every double has the fewest significant digits that read back the same double:
+// Jansson has one precision for the whole text. Members go in the map's order and text is escaped
+// as Jansson escapes it. What Jansson refuses is left out, as toJson leaves it out.
+class exactPrinter {
+public:
+    std::string text;
+
+    // Appends `v`; false, with nothing appended, when JSON text cannot hold it.
+    bool value(Variant const& v) {
+        switch (v.type) {
+        case Variant::Integer: {
+            char digits[24];
+            text.append(digits,
+                        std::to_chars(digits, digits + sizeof digits, v.value.intValue).ptr);
+            return true;
+        }
+        case Variant::Double:
+            return real(v.value.doubleValue);
+        case Variant::String:
+            return string(*v.value.stringValue);
+        case Variant::Boolean:
+            text += json_trees::boolOf(v.value) ? "true" : "false";
+            return true;
+        case Variant::Map:
+            text += '{';
+            members(*v.value.mapValue);
+            text += '}';
+            return true;
+        case Variant::Vector:
+            text += '[';
+            for (Variant const& element : *v.value.vectorValue) {
+                std::size_t const mark = text.size();
+                if (text.back() != '[') {
+                    text += ',';
+                }
+                if (!value(element)) {
+                    text.resize(mark);
+                }
+            }
+            text += ']';
+            return true;
+        default:
+            text += "null";
+            return true;
+        }
+    }
+
+private:
+    // A key is cut at a NUL byte, as Jansson takes it, so that keys after it in the map may come to
+    // the same text: the member then stands once, with the last of their values that prints, as
+    // Jansson's object keeps it.
+    void members(Variant::map_type const& map) {
+        for (auto first = map.begin(); first != map.end();) {
+            std::string const& key = first->first;
+            std::size_t const n = json_trees::utf8Length(key.data(), key.size());
+            auto end = std::next(first);
+            while (n != json_trees::not_utf8 && end != map.end() && end->first.size() > n &&
+                   end->first[n] == '\0' && end->first.compare(0, n, key, 0, n) == 0) {
+                ++end;
+            }
+            std::size_t const mark = text.size();
+            if (text.back() != '{') {
+                text += ',';
+            }
+            bool printed = false;
+            if (string(key)) {
+                text += ':';
+                for (auto last = end; !printed && last != first;) {
+                    printed = value((--last)->second);
+                }
+            }
+            if (!printed) {
+                text.resize(mark);
+            }
+            first = end;
+        }
+    }
+
+    // Text not UTF-8 is refused; text holding a NUL byte is cut there, as Jansson takes it.
+    bool string(std::string const& s) {
+        std::size_t const n = json_trees::utf8Length(s.data(), s.size());
+        if (n == json_trees::not_utf8) {
+            return false;
+        }
+        text += '"';
+        std::size_t plain = 0; // where the bytes not yet copied start
+        for (std::size_t i = 0; i < n; ++i) {
+            auto const c = static_cast<unsigned char>(s[i]);
+            if (c >= 0x20 && c != '"' && c != '\\') {
+                continue;
+            }
+            text.append(s, plain, i - plain);
+            plain = i + 1;
+            switch (c) {
+            case '"':
+                text += "\\\"";
+                break;
+            case '\\':
+                text += "\\\\";
+                break;
+            case '\b':
+                text += "\\b";
+                break;
+            case '\f':
+                text += "\\f";
+                break;
+            case '\n':
+                text += "\\n";
+                break;
+            case '\r':
+                text += "\\r";
+                break;
+            case '\t':
+                text += "\\t";
+                break;
+            default: {
+                char const hex[] = "0123456789ABCDEF";
+                char const escape[] = {'\\', 'u', '0', '0', hex[c >> 4], hex[c & 15]};
+                text.append(escape, sizeof escape);
+            }
+            }
+        }
+        text.append(s, plain, n - plain);
+        text += '"';
+        return true;
+    }
+
+    // "%.*g" with the fewest digits that read back, in Jansson's form: a '.' or an exponent, so
+    // that it reads back as a real, and the exponent without '+' or leading zeros. The shortest
+    // text that reads back (std::to_chars) tells the digits; a whole number below 1e17 keeps all
+    // its digits, so that 100.0 prints as "100.0" and not "1e2". "%.*g" rounds to nearest, which
+    // near a power of two may land outside, and then one more digit is taken.
+    bool real(double x) {
+        if (!std::isfinite(x)) {
+            return false;
+        }
+        char out[32];
+        char const* const shortest =
+            std::to_chars(out, out + sizeof out, x, std::chars_format::scientific).ptr;
+        int digits = 0;
+        char const* c = out;
+        for (; *c != 'e'; ++c) {
+            digits += *c >= '0' && *c <= '9';
+        }
+        int tens = 0;
+        std::from_chars(c + (c[1] == '+' ? 2 : 1), shortest, tens);
+        if (tens >= digits && tens < 17) {
+            digits = tens + 1;
+        }
+        char* end;
+        for (;; ++digits) {
+            end = std::to_chars(out, out + sizeof out, x, std::chars_format::general, digits).ptr;
+            double back = 0;
+            std::from_chars(out, end, back);
+            if (back == x || digits >= 17) {
+                break;
+            }
+        }
+        std::string_view printed(out, static_cast<std::size_t>(end - out));
+        std::size_t const e = printed.find('e');
+        if (e == std::string_view::npos) {
+            text.append(printed);
+            if (printed.find('.') == std::string_view::npos) {
+                text += ".0";
+            }
+            return true;
+        }
+        text.append(printed.substr(0, e + 1));
+        std::size_t exponent = e + 1;
+        if (printed[exponent] == '-') {
+            text += '-';
+        }
+        exponent = printed.find_first_not_of("+-0", exponent);
+        text.append(printed.substr(exponent));
+        return true;
+    }
+};
+
+} // namespace
+
+std::string to_json(Variant const& value) {
+    exactPrinter printer;
+    printer.value(value);
+    return std::move(printer.text);
+}
+
+namespace {
+
+// Why the printer cannot write `text` whole: it would leave text that is not UTF-8 out, and cut
+// text at a NUL byte.
+char const* textProblem(std::string const& text) noexcept {
+    std::size_t const n = json_trees::utf8Length(text.data(), text.size());
+    return n == json_trees::not_utf8 ? "is not UTF-8"
+           : n < text.size()         ? "holds a NUL byte"
+                                     : nullptr;
+}
+
+} // namespace
+
+void check_writable(Variant const& value) {
+    switch (value.type) {
+    case Variant::Double:
+        if (!std::isfinite(value.value.doubleValue)) {
+            throw unwritable_value(std::string(), std::isnan(value.value.doubleValue)
+                                                      ? "NaN cannot be written as JSON"
+                                                      : "an infinity cannot be written as JSON");
+        }
+        break;
+    case Variant::String:
+        if (char const* problem = textProblem(*value.value.stringValue)) {
+            throw unwritable_value(std::string(), std::string("text that ") + problem +
+                                                      " cannot be written as JSON");
+        }
+        break;
+    case Variant::Map:
+        // The path is put together only on the way out of a failure.
+        for (auto const& [key, element] : *value.value.mapValue) {
+            try {
+                detail::check_writable_key(key);
+                check_writable(element);
+            } catch (unwritable_value& e) {
+                e.prepend_key(key);
+                throw;
+            }
+        }
+        break;
+    case Variant::Vector: {
+        auto const& list = *value.value.vectorValue;
+        for (std::size_t i = 0; i < list.size(); ++i) {
+            try {
+                check_writable(list[i]);
+            } catch (unwritable_value& e) {
+                e.prepend_index(i);
+                throw;
+            }
+        }
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+namespace detail {
+
+void check_writable_key(std::string const& key) {
+    if (char const* problem = textProblem(key)) {
+        throw unwritable_value(std::string(),
+                               std::string("a key that ") + problem + " cannot be written as JSON");
+    }
+}
+
+} // namespace detail
+} // namespace v1
+} // namespace tolvi
+} // namespace korvax
