@@ -80,6 +80,11 @@ std::string excerpt(std::string const& value) {
     return value.substr(0, cut) + "\u2026";
 }
 
+// "path: reason"; the root has the empty path, and the message then starts with the reason.
+std::string atPath(json_pointer const& path, std::string const& reason) {
+    return path.str().empty() ? reason : path.str() + ": " + reason;
+}
+
 } // namespace
 
 void json_pointer::prepend_key(std::string const& key) {
@@ -127,8 +132,7 @@ document_error document_error::not_json(std::string reason, int line, int column
 void document_error::compose() {
     switch (kind_) {
     case refused_value:
-        // The root has the empty path: the message then starts with the reason.
-        what_ = path_.str().empty() ? reason_ : path_.str() + ": " + reason_;
+        what_ = atPath(path_, reason_);
         if (!detail_.empty()) {
             what_ += ": " + detail_;
         }
@@ -176,14 +180,6 @@ void missing_member::prepend_index(std::size_t index) {
     path_.prepend_index(index);
     what_ = path_.str() + " was never provided";
 }
-
-namespace {
-
-std::string atPath(json_pointer const& path, std::string const& reason) {
-    return path.str().empty() ? reason : path.str() + ": " + reason;
-}
-
-} // namespace
 
 unwritable_value::unwritable_value(std::string path, std::string reason)
     : std::runtime_error(std::string()), path_(std::move(path)), reason_(std::move(reason)),
