@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include <tolvi/Variant.hpp>
@@ -8,6 +9,10 @@
 namespace korvax {
 namespace tolvi {
 inline namespace v1 {
+
+// What read_text_file and the record calls' from_file read at most unless told otherwise:
+// 256 MiB, so that a device such as /dev/zero gives an error rather than exhausting memory.
+constexpr std::size_t default_read_limit = std::size_t{256} << 20;
 
 // Saves the compact JSON text of to_json so that the file holds either its previous content or
 // the whole new text, whatever happens: a temporary file beside it is written, flushed to storage
@@ -23,10 +28,13 @@ inline namespace v1 {
 // details.
 TOLVI_API void to_file(Variant const& value, std::string const& path);
 
-// The whole content of a file, bytes as they are; throws std::runtime_error
-// "unable to open file “path” for deserialization" when it cannot be opened. A read error after
-// opening ends the text there.
-TOLVI_API std::string read_text_file(std::string const& path);
+// The whole content of a file, bytes as they are. Throws std::system_error (a std::runtime_error)
+// with the errno as code(): "unable to open file “path” for deserialization: <reason>" when it
+// cannot be opened, "unable to read file “path”: <reason>" when reading fails (a directory:
+// "Is a directory"), and, for a file longer than `limit` bytes, "unable to read file “path”:
+// longer than <limit> bytes: File too large" before reading more than the limit.
+TOLVI_API std::string read_text_file(std::string const& path,
+                                     std::size_t limit = default_read_limit);
 
 namespace detail {
 
