@@ -127,6 +127,45 @@ TEST_F(Save, KeepsModeOwnerAndLinks) {
     EXPECT_EQ(bytes(dir + "/hard"), std::to_string(0444));
 }
 
+// A link in a sticky world-writable directory is followed only when it belongs to the saving user
+// or to the directory's owner, whatever the kernel's own setting; one planted there by another user
+// is refused, also at the end of a chain, and its target is not touched.
+TEST_F(Save, FollowsLinksInStickyDirectoriesOnlyAsTheKernelWould) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "planting a link as another user needs root";
+    }
+    std::string const shared = dir + "/shared", link = shared + "/link", via = dir + "/via";
+    fs::create_directory(shared);
+    fs::create_symlink(link, via);
+    struct {
+        mode_t mode;
+        uid_t directory_owner, link_owner;
+        bool refused;
+    } const cases[] = {
+        {01777, 65534, 65534, false}, // the directory's owner's
+        {01777, 65534, 0, false},     // the saving user's own
+        {00777, 0, 65534, false},     // not sticky
+        {01775, 0, 65534, false},     // not world-writable
+        {01777, 0, 65534, true},      // another user's, in a directory like /tmp
+    };
+    for (auto const& c : cases) {
+        ASSERT_EQ(::chown(shared.c_str(), c.directory_owner, 0), 0);
+        ASSERT_EQ(::chmod(shared.c_str(), c.mode), 0);
+        fs::remove(link);
+        fs::create_symlink(target, link);
+        ASSERT_EQ(::lchown(link.c_str(), c.link_owner, c.link_owner), 0);
+        for (std::string const& path : {link, via}) {
+            std::string const why = "will not follow the symbolic link \xE2\x80\x9C" + link +
+                                    "\xE2\x80\x9D: another user owns it in a sticky " +
+                                    "world-writable directory: Permission denied";
+            EXPECT_EQ(tolvi_test::thrown<std::system_error>([&] { tv::to_file(Variant(7), path); }),
+                      c.refused ? failure(path, why) : "no exception");
+            EXPECT_EQ(bytes(target), c.refused ? "old" : "7");
+            std::ofstream(target) << "old";
+        }
+    }
+}
+
 TEST_F(Save, FailuresNameTheReasonAndChangeNothing) {
     std::string const missing = dir + "/no/such/dir.json", loop = dir + "/loop";
     fs::create_symlink("loop", loop);

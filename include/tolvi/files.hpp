@@ -25,7 +25,8 @@ constexpr std::size_t default_read_limit = std::size_t{256} << 20;
 // temporary file is left; the one exception says so in its message: the directory sync failed
 // after the rename. The new file takes the old one's mode, and its owner and group where the
 // process may set them; a new file gets 0666 less the umask. A symbolic link is written through
-// (the file at the end of its chain is replaced, the links stay); other hard links keep the old
+// (the file at the end of its chain is replaced, the links stay), except one that another user
+// planted in a sticky world-writable directory, which is refused; other hard links keep the old
 // file. The file size limit gives an exception, not SIGXFSZ. A value the text cannot hold whole
 // (check_writable) is refused with unwritable_value before any file is touched. README "Saving a
 // configuration" has the details.

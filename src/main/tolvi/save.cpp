@@ -54,6 +54,24 @@ std::string directory_of(std::string const& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+// A link in a sticky world-writable directory (/tmp) is followed only when it belongs to this
+// process's effective user or to the directory's owner, as the kernel's protected_symlinks rule
+// has it, whatever the running kernel's setting: otherwise another user could plant a link there
+// that sends the save over a file of ours.
+void refuse_planted_link(std::string const& path, std::string const& link, struct stat const& st) {
+    struct stat directory {};
+    if (st.st_uid == ::geteuid() || ::stat(directory_of(link).c_str(), &directory) != 0) {
+        return;
+    }
+    bool const shared = (directory.st_mode & (S_ISVTX | S_IWOTH)) == (S_ISVTX | S_IWOTH);
+    if (shared && st.st_uid != directory.st_uid) {
+        save_failure(path,
+                     "will not follow the symbolic link \u201C" + link +
+                         "\u201D: another user owns it in a sticky world-writable directory",
+                     EACCES);
+    }
+}
+
 // The file that a save to `path` replaces: `path`, or where its chain of symbolic links ends.
 // Only the last component needs following: the kernel follows the directories. A link to a name
 // that does not exist leads there, and the save creates that file, as a plain write would.
@@ -68,6 +86,7 @@ std::string follow_links(std::string const& path) {
         if (hops == 40) {
             save_failure(path, "cannot follow its symbolic links", ELOOP);
         }
+        refuse_planted_link(path, file, st);
         ssize_t const n = ::readlink(file.c_str(), link, sizeof link);
         if (n < 0) {
             return file; // gone meanwhile
