@@ -56,7 +56,9 @@ TEST(JsonFiles, WritesAndReadsWholeFiles) {
 TEST(JsonFiles, ReadsTextOrSaysWhyNot) {
     std::ofstream(path) << "[1,2]";
     std::string const dir = ::testing::TempDir(), missing = dir + "tolvi_no_such_file";
-    auto const named = [](std::string const& p) { return "\xE2\x80\x9C" + p + "\xE2\x80\x9D"; };
+    auto const reading = [](std::string const& p, char const* why) {
+        return "unable to read file \xE2\x80\x9C" + p + "\xE2\x80\x9D: " + why;
+    };
     struct {
         std::string path;
         std::size_t limit;
@@ -65,32 +67,26 @@ TEST(JsonFiles, ReadsTextOrSaysWhyNot) {
     } const cases[] = {
         {path, 5, "[1,2]", {}},
         {"/proc/self/status", 100000, "Name:", {}}, // says 0 bytes, holds more
-        {path, 4, "unable to read file " + named(path) + ": longer than 4 bytes: File too large",
+        {path, 4, reading(path, "longer than 4 bytes: File too large"), std::errc::file_too_large},
+        {"/dev/zero", 100000, reading("/dev/zero", "longer than 100000 bytes: File too large"),
          std::errc::file_too_large},
-        {"/dev/zero", 100000,
-         "unable to read file \xE2\x80\x9C/dev/zero\xE2\x80\x9D: longer than 100000 bytes: "
-         "File too large",
-         std::errc::file_too_large},
-        {dir, 100, "unable to read file " + named(dir) + ": Is a directory",
-         std::errc::is_a_directory},
+        {dir, 100, reading(dir, "Is a directory"), std::errc::is_a_directory},
         {missing, 100,
-         "unable to open file " + named(missing) +
-             " for deserialization: No such file or directory",
+         "unable to open file \xE2\x80\x9C" + missing +
+             "\xE2\x80\x9D for deserialization: No such file or directory",
          std::errc::no_such_file_or_directory},
     };
     for (auto const& c : cases) {
         try {
             EXPECT_EQ(tv::read_text_file(c.path, c.limit).substr(0, 5), c.failure);
         } catch (std::system_error const& e) {
-            EXPECT_EQ(e.what(), c.failure);
-            EXPECT_EQ(e.code(), c.code) << c.path;
+            EXPECT_TRUE(e.what() == c.failure && e.code() == c.code) << e.what();
         }
     }
     std::vector<int> read;
     tv::from_file(read, path, tv::options().read_limit(5));
     EXPECT_EQ(read, (std::vector<int>{1, 2}));
     EXPECT_THROW(tv::from_file(read, path, tv::options().read_limit(4)), std::system_error);
-    EXPECT_THROW(tv::from_file(read, dir), std::system_error);
     std::remove(path.c_str());
 }
 
