@@ -139,8 +139,8 @@ bool is_temporary_name(char const* entry, std::string const& stem) {
 // Removes a temporary file that an interrupted save left: one that no live save holds locked,
 // a regular file of this process's user or of the target's owner (never another user's).
 void remove_if_abandoned(int directory, char const* name, uid_t owner) {
-    struct stat named {
-    }, held{};
+    struct stat named {};
+    struct stat held {};
     if (::fstatat(directory, name, &named, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(named.st_mode) ||
         (named.st_uid != ::geteuid() && named.st_uid != owner)) {
         return;
@@ -372,8 +372,8 @@ void to_file(Variant const& value, std::string const& path) {
     if (::renameat(directory.fd, t.name.c_str(), directory.fd, name.c_str()) != 0) {
         save_failure(path, "rename failed", errno);
     }
-    // The text is on storage (fsync), so closing has nothing left to report; the lock is held up to
-    // here so that no other save takes the file for a stray before the rename.
+    // Its name is the target's now. The lock was held up to here so that no other save took the
+    // file for a stray; closing has nothing left to report, as fsync put the text on storage.
     t.name.clear();
     t.drop();
 
