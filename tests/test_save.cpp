@@ -169,8 +169,9 @@ TEST_F(Save, FollowsLinksInStickyDirectoriesOnlyAsTheKernelWould) {
 }
 
 TEST_F(Save, FailuresNameTheReasonAndChangeNothing) {
-    std::string const missing = dir + "/no/such/dir.json", loop = dir + "/loop";
+    std::string const missing = dir + "/no/such/dir.json", loop = dir + "/loop", sub = dir + "/sub";
     fs::create_symlink("loop", loop);
+    fs::create_directory(sub); // renamed over at the last step: the temporary file must go
     struct {
         std::string path;
         std::string reason;
@@ -178,7 +179,7 @@ TEST_F(Save, FailuresNameTheReasonAndChangeNothing) {
     } const cases[] = {
         {missing, "cannot open its directory: No such file or directory",
          std::errc::no_such_file_or_directory},
-        {dir, "rename failed: Is a directory", std::errc::is_a_directory},
+        {sub, "rename failed: Is a directory", std::errc::is_a_directory},
         {loop, "cannot follow its symbolic links: Too many levels of symbolic links",
          std::errc::too_many_symbolic_link_levels},
     };
@@ -193,6 +194,7 @@ TEST_F(Save, FailuresNameTheReasonAndChangeNothing) {
     // Serialization refuses before any file is touched.
     EXPECT_THROW(tv::to_file(settings{}, target), tv::missing_value);
     fs::remove(loop);
+    fs::remove(sub);
     expect_untouched();
 }
 
