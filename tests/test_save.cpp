@@ -210,7 +210,7 @@ TEST_F(Save, RemovesOnlyStrayTemporaryFiles) {
     int const live = ::open((dir + "/" + stem + "9-1").c_str(), O_RDONLY);
     ASSERT_EQ(::flock(live, LOCK_EX), 0);
     bool const root = ::geteuid() == 0; // and then 9-2 another user's
-    ASSERT_EQ(::chown((dir + "/" + stem + "9-2").c_str(), 65534, 65534) == 0, root);
+    ASSERT_TRUE(!root || ::chown((dir + "/" + stem + "9-2").c_str(), 65534, 65534) == 0);
     tv::to_file(Variant(1), target);
     std::set<std::string> left, kept{"config.json"};
     for (char const* name :
