@@ -37,8 +37,10 @@ TOLVI_API void to_file(Variant const& value, std::string const& path);
 // cannot be opened, "unable to read file “path”: <reason>" when reading fails (a directory:
 // "Is a directory"), and, for a file longer than `limit` bytes, "unable to read file “path”:
 // longer than <limit> bytes: File too large" before reading more than the limit.
-TOLVI_API std::string read_text_file(std::string const& path,
-                                     std::size_t limit = default_read_limit);
+TOLVI_API std::string read_text_file(std::string const& path, std::size_t limit);
+// The same up to default_read_limit (an overload, not a default argument: programs built against
+// the one-argument form keep finding it).
+TOLVI_API std::string read_text_file(std::string const& path);
 
 namespace detail {
 

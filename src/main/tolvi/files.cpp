@@ -112,6 +112,10 @@ std::string read_text_file(std::string const& path, std::size_t limit) {
     return text;
 }
 
+std::string read_text_file(std::string const& path) {
+    return read_text_file(path, default_read_limit);
+}
+
 namespace detail {
 
 Variant variant_from_json_file(std::string const& path) {
