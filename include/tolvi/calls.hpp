@@ -132,9 +132,11 @@ T from_json(std::string const& text, options const& o = {}) {
     return from_variant<T>(detail::parse_document(text), o);
 }
 
+// Reads at most o.read_limit_bytes (read_text_file); a file that cannot be read throws its
+// std::system_error, with the errno as code().
 template <class T>
 void from_file(T& v, std::string const& path, options const& o = {}) {
-    from_variant(v, detail::parse_document(read_text_file(path)), o);
+    from_variant(v, detail::parse_document(read_text_file(path, o.read_limit_bytes)), o);
 }
 
 template <class T>
