@@ -62,11 +62,12 @@ void read_document(T& v, Variant const& document, options const& o) {
     }
 }
 
-// Text that is not JSON, as document_error::not_json tells it; nothing is logged.
-inline Variant parse_document(std::string const& text) {
+// Text that is not JSON, as document_error::not_json tells it; nothing is logged. A strict read
+// also refuses a key that an object holds twice.
+inline Variant parse_document(std::string const& text, options const& o) {
     Variant document;
     parse_failure why;
-    if (!parse_json(text, document, why)) {
+    if (!parse_json(text, document, why, o.strict_keys)) {
         throw document_error::not_json(std::move(why.reason), why.line, why.column, why.position);
     }
     return document;
@@ -124,17 +125,17 @@ T from_variant(Variant const& document, options const& o = {}) {
 
 template <class T>
 void from_json(T& v, std::string const& text, options const& o = {}) {
-    from_variant(v, detail::parse_document(text), o);
+    from_variant(v, detail::parse_document(text, o), o);
 }
 
 template <class T>
 T from_json(std::string const& text, options const& o = {}) {
-    return from_variant<T>(detail::parse_document(text), o);
+    return from_variant<T>(detail::parse_document(text, o), o);
 }
 
 template <class T>
 void from_file(T& v, std::string const& path, options const& o = {}) {
-    from_variant(v, detail::parse_document(read_text_file(path)), o);
+    from_variant(v, detail::parse_document(read_text_file(path), o), o);
 }
 
 template <class T>

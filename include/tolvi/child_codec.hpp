@@ -177,7 +177,8 @@ template <class Place>
         if (!in_record_call(parent)) {
             throw;
         }
-        document_error e(std::string(), expected(), d != nullptr ? to_json(*d) : std::string());
+        document_error e = d != nullptr ? document_error(std::string(), expected(), *d)
+                                        : document_error(std::string(), expected());
         prepend(e, place);
         throw e;
     } catch (missing_member& e) {

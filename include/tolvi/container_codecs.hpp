@@ -339,8 +339,7 @@ private:
     [[noreturn]] void refuse_key(std::string const& key) const {
         if constexpr (!std::is_same<K, std::string>::value) {
             if (detail::in_record_call(*this)) {
-                document_error e(std::string(), detail::key_codec<K>::refusal(),
-                                 to_json(Variant(key)));
+                document_error e(std::string(), detail::key_codec<K>::refusal(), Variant(key));
                 e.prepend_key(key);
                 throw e;
             }

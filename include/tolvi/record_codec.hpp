@@ -92,11 +92,10 @@ refused_member(impl_base const& c, char const* name, refusals const& r) {
     auto const it = members.find(name);
     source_type_t const* const* const end = r.types + r.count;
     document_error e =
-        it == members.end() ? document_error(std::string(), "required member is missing", "")
+        it == members.end() ? document_error(std::string(), "required member is missing")
         : std::find(r.types, end, c.source_type) != end
-            ? document_error(std::string(), "refused from this document's source type",
-                             to_json(it->second))
-            : document_error(std::string(), "required member is null", "");
+            ? document_error(std::string(), "refused from this document's source type", it->second)
+            : document_error(std::string(), "required member is null");
     e.prepend_key(name);
     return e;
 }
