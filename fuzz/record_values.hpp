@@ -17,6 +17,7 @@
 #include <limits>
 #include <map>
 #include <string>
+#include <type_traits>
 #include <typeinfo>
 #include <vector>
 
@@ -239,7 +240,8 @@ inline float written(float f, bool flush) {
 struct builder {
     reader r;
     bool holes; // members may be left unprovided
-    bool bad;   // values may be unwritable: NaN, infinities, bad text, a required block of null
+    bool bad;   // values may be unwritable: NaN, infinities, bad text, a required block of null,
+                // a 64-bit unsigned value above 2^63 - 1
     bool flush; // doubles as the codec writes them
 
     template <class T, class F>
@@ -258,6 +260,16 @@ struct builder {
             m = make();
             return;
         }
+    }
+
+    // Above 2^63 - 1, a 64-bit unsigned value cannot be written: only where `bad` allows it.
+    template <class T>
+    T whole_number() {
+        T v = integer<T>(r);
+        if constexpr (std::is_unsigned<T>::value && sizeof(T) == 8) {
+            v = bad ? v : v & INT64_MAX;
+        }
+        return v;
     }
 
     cell make_cell() {
@@ -282,9 +294,9 @@ struct builder {
         fill(v.i32, [&] { return integer<int>(r); });
         fill(v.u32, [&] { return integer<unsigned int>(r); });
         fill(v.il, [&] { return integer<long>(r); });
-        fill(v.ul, [&] { return integer<unsigned long>(r); });
+        fill(v.ul, [&] { return whole_number<unsigned long>(); });
         fill(v.i64, [&] { return integer<long long>(r); });
-        fill(v.u64, [&] { return integer<unsigned long long>(r); });
+        fill(v.u64, [&] { return whole_number<unsigned long long>(); });
         fill(v.f, [&] { return written(real<float>(r, bad), flush); });
         v.d = written(real<double>(r, bad), flush);
         fill(v.s, [&] { return text(r, bad); });

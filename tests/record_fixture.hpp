@@ -41,13 +41,13 @@ TOLVI_RECORD(shape, name, points, groups, layers, weights, led, history, serial,
              bits, origin, extra);
 
 // Keys sorted as the compact text prints them, so that the text round-trips byte for byte. The
-// serial is the largest uint64_t, whose bits travel as -1.
+// serial is the largest uint64_t that JSON text holds.
 char const shape_text[] =
     R"({"bits":[true,false,true],"extra":{"k":[1]},"groups":{"empty":[],"two":[{"label":"c","x":3},)"
     R"({"label":"d","x":4}]},"history":["off","on"],"layers":[{"k":{"label":null,"x":5}},{}],)"
     R"("led":"blink","level":255,"name":"né","offset":-9223372036854775808,)"
     R"("origin":{"label":"o","x":0},"points":[{"label":"a","x":1},{"label":null,"x":-2}],)"
-    R"("serial":-1,"weights":{"h":-1.5,"t":0.25}})";
+    R"("serial":9223372036854775807,"weights":{"h":-1.5,"t":0.25}})";
 
 inline shape make_shape() {
     shape s;

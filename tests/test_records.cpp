@@ -55,7 +55,7 @@ TEST(RecordMembers, AccessThrowsAndLogsPrintTheState) {
 
 TEST(Records, NestedContainersRoundTripThroughText) {
     rec::shape const s = rec::make_shape();
-    EXPECT_EQ(*s.serial, UINT64_MAX);
+    EXPECT_EQ(*s.serial, std::uint64_t{INT64_MAX});
     EXPECT_EQ(*s.offset, INT64_MIN);
     EXPECT_EQ(tv::to_json(s, tv::options().as_patch()), rec::shape_text); // disengaged as nulls
     std::vector<char const*> const listed = tv::member_names<rec::shape>();

@@ -58,7 +58,10 @@ void read_document(T& v, Variant const& document, options const& o) {
         codec.set_source_type(o.source_type);
         codec.patch = o.patch;
         codec.set_data(&settings, &v, const_cast<data_t*>(doc));
-        at<T>(codec, root_place(), doc, [&] { codec.apply(); });
+        at<T>(codec, root_place(), doc, [&] {
+            check_input<T>(codec, doc);
+            codec.apply();
+        });
     }
 }
 

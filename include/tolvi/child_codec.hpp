@@ -40,8 +40,16 @@ inline bool in_record_call(impl_base const& c) noexcept {
 
 // What the record write calls check in what a codec wrote, so that its text reads back equal:
 // nothing (numbers JSON always holds, names and keys of the application's declarations, or
-// containers whose elements are checked one by one), a double, a text, or everything.
-enum class output_check { none, number, text, all };
+// containers whose elements are checked one by one), a double, a text, a 64-bit unsigned integer,
+// or everything.
+enum class output_check { none, number, text, unsigned64, all };
+
+// 64-bit unsigned integers, which travel as JSON's signed 64-bit numbers. Their codec keeps the
+// bits (2^64 - 1 travels as -1); the record calls take only the values that mean the same to any
+// reader of the text: no negative number is read, and nothing above 2^63 - 1 is written.
+template <class T>
+constexpr bool unsigned64 = std::is_integral<T>::value&& std::is_unsigned<T>::value &&
+                            sizeof(T) == 8;
 
 // What a record call knows of a type's codec: what the codec expects when it refuses a value,
 // whether a refused read leaves the value as it was (a codec that checks before it stores, or a
@@ -137,6 +145,11 @@ void check_output(impl_base const& c, Variant const& out) {
             if (out.type == Variant::String && !plain_text(*out.value.stringValue)) {
                 check_writable(out);
             }
+        } else if constexpr (check == output_check::unsigned64) {
+            if (out.type == Variant::Integer && out.value.intValue < 0) {
+                throw unwritable_value(std::string(), "an integer above 9223372036854775807 "
+                                                      "cannot be written as JSON");
+            }
         } else {
             check_writable(out);
         }
@@ -201,12 +214,26 @@ template <class T, class Place, class F>
     }
 }
 
+// In the record calls, refuses as T's codec refuses a value (bad_deserialization_source, which
+// `at` turns into a document_error) what the codec would take with another meaning: a negative
+// number for a 64-bit unsigned integer. `c` is the codec about to read `d`.
+template <class T>
+void check_input(impl_base const& c, data_t const* d) {
+    if constexpr (unsigned64<T>) {
+        if (d->type == Variant::Integer && d->value.intValue < 0 &&
+            c.op_mode == deserialize_from_json && in_record_call(c)) {
+            throw bad_deserialization_source(std::string());
+        }
+    }
+}
+
 // Runs the codec of T as a child of `parent`.
 template <class T>
 void run(impl_base const& parent, void const* other, T const& v, data_t const* d) {
     impl<T> codec;
     codec.set_operation(parent);
     codec.set_data(other_for_child(parent, other), const_cast<T*>(&v), const_cast<data_t*>(d));
+    check_input<T>(codec, d);
     codec.apply();
 }
 
@@ -220,6 +247,7 @@ void read_fresh(impl_base const& parent, T& v, data_t const* d) {
         codec.patch = false;
     }
     codec.set_data(other_for_child(parent, nullptr), &v, const_cast<data_t*>(d));
+    check_input<T>(codec, d);
     codec.apply();
 }
 

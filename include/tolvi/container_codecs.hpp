@@ -63,12 +63,11 @@ struct is_integer<unsigned long long> : std::true_type {};
 template <class K>
 struct is_map_key : std::bool_constant<is_integer<K>::value || is_named_enum<K>::value> {};
 
-// "from -128 to 127", the range of Shown: a value's own type, or the signed 64-bit type in which
-// 64-bit unsigned values travel as JSON numbers.
-template <class T, class Shown = std::conditional_t<sizeof(T) >= 8, std::int64_t, T>>
+// "from -128 to 127", the range of T.
+template <class T>
 std::string integer_range() {
-    return "from " + std::to_string(+std::numeric_limits<Shown>::min()) + " to " +
-           std::to_string(+std::numeric_limits<Shown>::max());
+    return "from " + std::to_string(+std::numeric_limits<T>::min()) + " to " +
+           std::to_string(+std::numeric_limits<T>::max());
 }
 
 // "\"off\", \"on\"": the names of an enumeration, in the order of its table.
@@ -85,7 +84,8 @@ std::string enum_name_list() {
 template <class T>
 struct codec_traits<T, std::enable_if_t<is_integer<T>::value>> {
     static constexpr bool all_or_nothing = true;
-    static constexpr output_check check = output_check::none;
+    static constexpr output_check check =
+        unsigned64<T> ? output_check::unsigned64 : output_check::none;
     static std::string expected() { return "expected an integer " + integer_range<T>(); }
 };
 
@@ -136,7 +136,7 @@ struct key_codec<K, std::enable_if_t<is_integer<K>::value>> {
         }
         return impl<K>::scalar_to_string(k) == text;
     }
-    static std::string refusal() { return "map key is not an integer " + integer_range<K, K>(); }
+    static std::string refusal() { return "map key is not an integer " + integer_range<K>(); }
 };
 
 template <class K>

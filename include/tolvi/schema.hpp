@@ -14,9 +14,9 @@
 //
 // What JSON Schema cannot say: an integer member refuses a number written with a fraction, even
 // 3.0, which the schema's "integer" takes; and an integer map key must lie in its type's range,
-// where the schema only says it is written in decimal. A 64-bit unsigned value travels as the
-// signed 64-bit Integer of the same bits (2^64 - 1 is written -1), so its range is that of
-// long long. A member type with a codec of its own (impl<T>) gets no schema: any value.
+// where the schema only says it is written in decimal. A 64-bit unsigned member takes 0 to
+// 2^63 - 1, the part of its range that JSON text holds. A member type with a codec of its own
+// (impl<T>) gets no schema: any value.
 //
 // The root's "description" states those rules and the limits of the text, which refuse the whole
 // document: an integer outside the signed 64-bit range or a number beyond a double anywhere, an
@@ -247,12 +247,12 @@ struct schema_of {
         if constexpr (std::is_same<T, bool>::value) {
             return schema_type("boolean");
         } else if constexpr (is_integer<T>::value) {
-            // 64-bit unsigned values travel as the signed Integer of the same bits.
-            constexpr bool bits64 = std::is_unsigned<T>::value && sizeof(T) == 8;
-            using limits = std::numeric_limits<std::conditional_t<bits64, long long, T>>;
+            // A 64-bit unsigned member reads what JSON text holds of its range: up to 2^63 - 1.
+            using limits = std::numeric_limits<T>;
+            using most = std::numeric_limits<std::conditional_t<unsigned64<T>, long long, T>>;
             return schema_object({{"type", Variant("integer")},
                                   {"minimum", Variant(static_cast<long long>(limits::min()))},
-                                  {"maximum", Variant(static_cast<long long>(limits::max()))}});
+                                  {"maximum", Variant(static_cast<long long>(most::max()))}});
         } else if constexpr (std::is_same<T, double>::value) {
             return schema_type("number");
         } else if constexpr (std::is_same<T, float>::value) {
