@@ -6,6 +6,7 @@
 // records (record_codec.hpp tells what each does with members).
 
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -60,8 +61,17 @@ void read_document(T& v, Variant const& document, options const& o) {
         codec.set_data(&settings, &v, const_cast<data_t*>(doc));
         at<T>(codec, root_place(), doc, [&] {
             check_input<T>(codec, doc);
+            if constexpr (std::is_same<T, opaque_json_block>::value) {
+                if (o.patch) {
+                    merge_block(v.json, document);
+                    return;
+                }
+            }
             codec.apply();
         });
+        if (o.patch) {
+            check_provided(v);
+        }
     }
 }
 

@@ -12,13 +12,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <string>
 #include <type_traits>
 
 #include <tolvi/context.hpp>
 #include <tolvi/errors.hpp>
 #include <tolvi/json_text.hpp>
+#include <tolvi/merge_patch.hpp>
 #include <tolvi/opaque_json_block.hpp>
+#include <tolvi/record_description.hpp>
 
 namespace korvax {
 namespace tolvi {
@@ -237,18 +240,68 @@ void run(impl_base const& parent, void const* other, T const& v, data_t const* d
     codec.apply();
 }
 
-// Reads a value the target did not hold before. An opaque block is then taken whole: a merge
-// into nothing would drop every value but an object.
+template <class T>
+struct is_map : std::false_type {};
+template <class K, class T>
+struct is_map<std::map<K, T>> : std::true_type {};
+
+// Reads a value the target did not hold before: a record, a list or an element from scratch. An
+// opaque block is then taken whole: a merge into nothing would drop every value but an object. In
+// the record calls all of it is a whole document, so that a patch cannot leave it incomplete; only
+// a map in a patch is patched, entry by entry into an empty map, so that its null entries remove
+// nothing.
 template <class T>
 void read_fresh(impl_base const& parent, T& v, data_t const* d) {
     impl<T> codec;
     codec.set_operation(parent);
     if constexpr (std::is_same<T, opaque_json_block>::value) {
         codec.patch = false;
+    } else if constexpr (!is_map<T>::value) {
+        codec.patch = codec.patch && !in_record_call(parent);
     }
     codec.set_data(other_for_child(parent, nullptr), &v, const_cast<data_t*>(d));
     check_input<T>(codec, d);
     codec.apply();
+}
+
+// Reads a value the target holds. In a patch read by the record calls, records are patched member
+// by member and maps entry by entry; an opaque block is merged, and a merge that Variant::mergeWith
+// refuses refuses the patch (merge_block); everything else is replaced, as read_fresh reads it.
+template <class T>
+void read_held(impl_base const& parent, T& v, data_t const* d) {
+    if (parent.patch && in_record_call(parent)) {
+        if constexpr (std::is_same<T, opaque_json_block>::value) {
+            merge_block(v.json, *d);
+            return;
+        } else if constexpr (!is_record<T>::value && !is_map<T>::value) {
+            read_fresh(parent, v, d);
+            return;
+        }
+    }
+    run(parent, nullptr, v, d);
+}
+
+// Writes `v`, as what changed from `base` where make_patch gives one: a record member by member, a
+// map entry by entry, an opaque block as the merge that takes the base's value to it
+// (block_patch). Anything else is written whole.
+template <class T>
+void write_changes(impl_base const& parent, T const& v, T const* base, data_t* d) {
+    if constexpr (std::is_same<T, opaque_json_block>::value) {
+        if (base != nullptr) {
+            *d = block_patch(v.json, base->json);
+            return;
+        }
+    } else if constexpr (is_record<T>::value || is_map<T>::value) {
+        if (base != nullptr) {
+            impl<T> codec;
+            codec.set_operation(parent);
+            codec.set_data(other_for_child(parent, nullptr), const_cast<T*>(&v), d);
+            codec.baseline = base;
+            codec.apply();
+            return;
+        }
+    }
+    run(parent, nullptr, v, d);
 }
 
 // Compares in a flag of its own, so a codec that stores `true` cannot hide a difference found

@@ -39,8 +39,12 @@
 // hold one. Floating-point values compare exactly.
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <map>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include <tolvi/child_codec.hpp>
 #include <tolvi/codecs.hpp>
@@ -184,16 +188,7 @@ private:
         }
         data_t* const d = get_attr(name, is_optional<W> ? optional_member : required_member);
         detail::at<T>(*this, name, d, [&] {
-            impl<T> codec;
-            codec.set_operation(*this);
-            codec.set_data(detail::other_for_child(*this, nullptr), const_cast<T*>(&access::raw(m)),
-                           d);
-            if constexpr (detail::is_record<T>::value) {
-                if (both) {
-                    codec.baseline = &access::raw(*base);
-                }
-            }
-            codec.apply();
+            detail::write_changes(*this, access::raw(m), both ? &access::raw(*base) : nullptr, d);
             detail::check_output<T>(*this, *d);
             if (d->type == Variant::Null && detail::in_record_call(*this)) {
                 detail::throw_null_member(is_optional<W>);
@@ -237,10 +232,10 @@ private:
         T& v = access::raw(m);
         detail::at<T>(*this, name, d, [&] {
             if (access::holds_value(m)) {
-                detail::run(*this, nullptr, v, d);
+                detail::read_held(*this, v, d);
             } else {
-                if constexpr (detail::is_record<T>::value) {
-                    v = T(); // members the document leaves out must not survive from before
+                if constexpr (detail::is_record<T>::value || detail::is_map<T>::value) {
+                    v = T(); // members or entries the document leaves out must not survive
                 }
                 detail::read_fresh(*this, v, d);
             }
@@ -267,6 +262,83 @@ private:
         return equal;
     }
 };
+
+namespace detail {
+
+// Whether T holds records, at any depth: only they hold members that may be left unprovided.
+template <class T>
+struct holds_records : is_record<T> {};
+template <class T>
+struct holds_records<std::vector<T>> : holds_records<T> {};
+template <class T, std::size_t N>
+struct holds_records<std::array<T, N>> : holds_records<T> {};
+template <class K, class T>
+struct holds_records<std::map<K, T>>
+    : std::bool_constant<(std::is_same<K, std::string>::value || is_map_key<K>::value) &&
+                         holds_records<T>::value> {};
+
+template <class T>
+void check_provided(T const& v);
+
+template <class R, auto M>
+void check_provided_member(R const& r, field<M> const& f) {
+    using W = typename member_pointer<decltype(M)>::wrapper;
+    using T = typename W::value_type;
+    W const& m = r.*M;
+    if (!m.provided()) {
+        document_error e(std::string(), std::is_same<W, required<T>>::value
+                                            ? "required member is missing"
+                                            : "optional member is missing");
+        e.prepend_key(f.name);
+        throw e;
+    }
+    if constexpr (holds_records<T>::value) {
+        if (member_access::holds_value(m)) {
+            try {
+                check_provided(member_access::raw(m));
+            } catch (document_error& e) {
+                e.prepend_key(f.name);
+                throw;
+            }
+        }
+    }
+}
+
+// After a patch, which keeps what it does not name: throws document_error at the first member
+// never provided (in the order a record writes), at the place where it should stand, so that what
+// a patch leaves can always be written. Walks the records only; allocates nothing unless it throws.
+template <class T>
+void check_provided(T const& v) {
+    if constexpr (is_record<T>::value) {
+        if constexpr (members_supported<decltype(record_fields<T>())>::value) {
+            std::apply([&](auto const&... f) { (check_provided_member(v, f), ...); },
+                       record_fields<T>());
+        }
+    } else if constexpr (holds_records<T>::value) {
+        std::size_t i = 0;
+        for (auto const& e : v) {
+            try {
+                if constexpr (is_map<T>::value) {
+                    check_provided(e.second);
+                } else {
+                    check_provided(e);
+                }
+            } catch (document_error& error) {
+                if constexpr (!is_map<T>::value) {
+                    error.prepend_index(i);
+                } else if constexpr (std::is_same<typename T::key_type, std::string>::value) {
+                    error.prepend_key(e.first);
+                } else {
+                    error.prepend_key(key_codec<typename T::key_type>::write(e.first));
+                }
+                throw;
+            }
+            ++i;
+        }
+    }
+}
+
+} // namespace detail
 
 } // namespace v1
 } // namespace tolvi
