@@ -126,6 +126,35 @@ TEST(RecordErrors, RefusedReadsSayWhereAndChangeNothing) {
     EXPECT_TRUE(cap.entries.empty());
 }
 
+// Messages show little of the document: keys and strings cut to 64 bytes, control bytes escaped,
+// no parser flag; path() stays exact. Strict text reads refuse a key given twice.
+TEST(RecordErrors, MessagesShowLittleOfTheDocument) {
+    std::string const k(100000, 'k'), cut = k.substr(0, 64);
+    tv::options const whole, strict = tv::options().strict();
+    std::tuple<std::string, tv::options, std::string, std::string> const rows[] = {
+        {R"({"gain":1,")" + k + R"(":1})", strict, "/" + k,
+         "unknown key \"" + cut + "\"... at /" + cut + "..."},
+        {R"({"gain":1,"by hour":{"\u001b[2J":[]}})", whole, "/by hour/\x1b[2J",
+         R"(/by hour/\u001b[2J: map key is not an integer from -128 to 127: "\u001b[2J")"},
+        {R"({"gain":1,"\u0007\"":1})", strict, "/\x07\"", R"(unknown key "\u0007\"" at /\u0007")"},
+        {R"({"gain":"a\u0000"})", whole, "",
+         R"(line 1, column 17: \u0000 (a NUL character) is not allowed in a string near '"a\u0000"')"},
+        {"{\"gain\":\x1b}", whole, "", R"(line 1, column 9: invalid token near '\u001b')"},
+        {R"({"gain":1,"gain":2})", strict, "",
+         R"(line 1, column 16: duplicate object key near '"gain"')"},
+    };
+    for (auto const& [text, o, path, what] : rows) {
+        kinds::panel p;
+        try {
+            tv::from_json(p, text, o);
+            ADD_FAILURE() << what << ": accepted";
+        } catch (tv::document_error const& e) {
+            EXPECT_EQ(std::make_pair(e.path(), std::string(e.what())), std::make_pair(path, what));
+        }
+    }
+    EXPECT_EQ(*tv::from_json<kinds::panel>(R"({"gain":1,"gain":2})").gain, 2.0f);
+}
+
 TEST(RecordErrors, WritesRefuseWhatCannotReadBack) {
     using change = void (*)(rec::shape&, kinds::panel&);
     std::tuple<change, std::string, std::string> const rows[] = {
