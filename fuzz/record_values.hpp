@@ -265,12 +265,13 @@ struct builder {
         }
     }
 
-    // Above 2^63 - 1, a 64-bit unsigned value cannot be written: only where `bad` allows it.
+    // Above 2^63 - 1, a 64-bit unsigned value cannot be written: only where `bad` allows it, and
+    // then seldom, so that it does not keep the unwritable values of later members from being met.
     template <class T>
     T whole_number() {
         T v = integer<T>(r);
         if constexpr (std::is_unsigned<T>::value && sizeof(T) == 8) {
-            v = bad ? v : v & INT64_MAX;
+            v = bad && r.byte() % 8 == 0 ? v : v & INT64_MAX;
         }
         return v;
     }

@@ -113,9 +113,10 @@ void to_file(T const& v, std::string const& path, options const& o = {}) {
 }
 
 // Every record read call throws document_error for a document it refuses, with the refused
-// value's path (bad text: the parser's line and column), and leaves `v` as it was: a record is
-// read into a copy that replaces it on success; the other types are filled aside by their codecs
-// already. A whole document (no patch) leaves every optional member it lacks disengaged.
+// value's path (bad text: the parser's line and column), and leaves `v` as it was: a record or a
+// map is read into a copy that replaces it on success; the other types are filled aside by their
+// codecs already. A whole document (no patch) leaves every optional member it lacks disengaged; a
+// patch that leaves any member unprovided is refused (record_codec.hpp).
 template <class T>
 void from_variant(T& v, Variant const& document, options const& o = {}) {
     if constexpr (detail::codec_traits<T>::all_or_nothing) {

@@ -51,8 +51,8 @@ enum class output_check { none, number, text, unsigned64, all };
 // bits (2^64 - 1 travels as -1); the record calls take only the values that mean the same to any
 // reader of the text: no negative number is read, and nothing above 2^63 - 1 is written.
 template <class T>
-constexpr bool unsigned64 = std::is_integral<T>::value&& std::is_unsigned<T>::value &&
-                            sizeof(T) == 8;
+constexpr bool unsigned64 =
+    sizeof(T) == 8 && std::conjunction<std::is_integral<T>, std::is_unsigned<T>>::value;
 
 // What a record call knows of a type's codec: what the codec expects when it refuses a value,
 // whether a refused read leaves the value as it was (a codec that checks before it stores, or a

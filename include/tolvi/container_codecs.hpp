@@ -5,8 +5,12 @@
 // integer type, or the name of an enumerator of an enumeration declared with TOLVI_ENUM.
 //
 // Reading replaces the whole container, and only once every element was read: when one fails,
-// the container keeps its old content. An array of another length than N, and a key that is not
-// a decimal number in the key type's range (written as scalar_to_string writes it: no sign but
+// the container keeps its old content. In a patch read by the record calls, a map is patched in
+// place instead, entry by entry (a null entry removes the entry, an entry it holds is patched,
+// a new one is read whole), and the calls read it into a copy; make_patch writes a map as the
+// entries that differ from the baseline's, with the ones the baseline alone has as null. An array
+// of another length than N, and a key that is not a decimal number in the key type's range (written
+// as scalar_to_string writes it: no sign but
 // "-", no blanks, no leading zeros) or not a name of the enumeration, throw
 // bad_deserialization_source; a refused key is the attribute of the message. Inside the record
 // calls a failure gets the element's index or key in its path (child_codec.hpp), and a refused key

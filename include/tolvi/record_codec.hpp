@@ -8,14 +8,20 @@
 //   written again), and keeps its state when the codec is driven by hand.
 // - With patch, absent members keep their state, required ones too: a patch document holds
 //   only what changes.
-// - A value the record did not hold yet (an unprovided or disengaged member, any element of a
-//   container) is read from scratch; a value it held is updated in place, so a nested record in
-//   a patch is patched member by member and an opaque_json_block is merged.
-// - Containers are replaced whole (container_codecs.hpp). The codec rolls nothing back: members
-//   read before a failure keep their new values; the record calls read into a copy, so that a
-//   refused read leaves the caller's record as it was. In the record calls a refusal is a
-//   document_error with the path of the refused value, a missing member's path being where it
-//   should stand.
+// - Driven by hand, a value the record did not hold yet (an unprovided or disengaged member, any
+//   element of a container) is read from scratch; a value it held is updated in place, so a
+//   nested record in a patch is patched member by member and an opaque_json_block is merged;
+//   containers are replaced whole (container_codecs.hpp).
+// - In the record calls a patch is a merge patch: a nested record held is patched member by
+//   member, a map entry by entry (container_codecs.hpp), an opaque_json_block held is merged and a
+//   merge that Variant::mergeWith refuses refuses the patch; everything else is replaced, and all
+//   that the record did not hold, lists and their elements are read as whole documents
+//   (child_codec.hpp's read_held and read_fresh). After the patch, a member left unprovided at any
+//   depth refuses it (check_provided, below), so that what a patch leaves can be written.
+// - The codec rolls nothing back: members read before a failure keep their new values; the
+//   record calls read into a copy, so that a refused read leaves the caller's record as it was.
+//   In the record calls a refusal is a document_error with the path of the refused value, a
+//   missing member's path being where it should stand.
 //
 // Writing (to_variant, to_json, to_file):
 // - Without patch, every member must be provided (missing_value otherwise, after a log line; in
@@ -25,12 +31,13 @@
 //   holding null) throws unwritable_value: null would not read back as that value.
 // - With patch, unprovided members are left out and a disengaged optional member is written as
 //   null.
-// - make_patch(changed, baseline) also leaves out members equal in both records, and patches
-//   nested records that both hold member by member; everything else that changed is written
-//   whole. Reading that patch with patch set into a copy of the baseline gives a record equal
-//   to `changed`, except where a patch cannot say it: a member that `changed` no longer
-//   provides stays as the baseline has it, and an opaque_json_block is merged, not replaced
-//   (a key dropped from the block stays).
+// - make_patch(changed, baseline) also leaves out members equal in both records, patches nested
+//   records that both hold member by member, maps entry by entry (an entry the baseline has and
+//   `changed` lacks as null) and opaque blocks as the merge that takes the baseline's value to the
+//   changed one (block_patch, which refuses with unwritable_value what a merge cannot do);
+//   everything else that changed is written whole. Reading that patch with patch set into a copy
+//   of a complete baseline gives a record equal to a complete `changed`: a member that `changed`
+//   no longer provides cannot be said.
 //
 // Keys that a record does not describe are ignored, both ways, unless the read is strict
 // (options().strict(), record_keys.hpp): then each record refuses them before reading a member.
