@@ -223,8 +223,9 @@ template <class T, class Place, class F>
 template <class T>
 void check_input(impl_base const& c, data_t const* d) {
     if constexpr (unsigned64<T>) {
-        if (d->type == Variant::Integer && d->value.intValue < 0 &&
-            c.op_mode == deserialize_from_json && in_record_call(c)) {
+        // In the other modes `d` may be no Variant at all (compare: the result flag).
+        if (c.op_mode == deserialize_from_json && in_record_call(c) &&
+            d->type == Variant::Integer && d->value.intValue < 0) {
             throw bad_deserialization_source(std::string());
         }
     }
