@@ -41,13 +41,13 @@ TOLVI_RECORD(shape, name, points, groups, layers, weights, led, history, serial,
              bits, origin, extra);
 
 // Keys sorted as the compact text prints them, so that the text round-trips byte for byte. The
-// serial is the largest uint64_t, whose bits travel as -1.
+// serial is the largest uint64_t that JSON text holds.
 char const shape_text[] =
     R"({"bits":[true,false,true],"extra":{"k":[1]},"groups":{"empty":[],"two":[{"label":"c","x":3},)"
     R"({"label":"d","x":4}]},"history":["off","on"],"layers":[{"k":{"label":null,"x":5}},{}],)"
     R"("led":"blink","level":255,"name":"né","offset":-9223372036854775808,)"
     R"("origin":{"label":"o","x":0},"points":[{"label":"a","x":1},{"label":null,"x":-2}],)"
-    R"("serial":-1,"weights":{"h":-1.5,"t":0.25}})";
+    R"("serial":9223372036854775807,"weights":{"h":-1.5,"t":0.25}})";
 
 inline shape make_shape() {
     shape s;
@@ -55,7 +55,7 @@ inline shape make_shape() {
     return s;
 }
 
-// Single changes to make_shape(). A patch cannot say the last three: a member that is no longer
+// Single changes to make_shape(). A patch cannot say the last four: a member that is no longer
 // provided is left out of it.
 void (*const changes[])(shape&) = {
     [](shape& s) { s.name = "other"; },
@@ -64,7 +64,6 @@ void (*const changes[])(shape&) = {
     [](shape& s) { (*s.groups)["two"][0].x = 9; },
     [](shape& s) { s.groups->erase("empty"); },
     [](shape& s) { s.groups->emplace("emptz", s.groups->extract("empty").mapped()); },
-    [](shape& s) { (*s.layers)[0]["k"].label.clear(); },
     [](shape& s) { (*s.weights)["t"] = 0.2500001; },
     [](shape& s) { s.led = mode::on; },
     [](shape& s) { (*s.history)[1] = mode::blink; },
@@ -73,11 +72,12 @@ void (*const changes[])(shape&) = {
     [](shape& s) { s.origin = tv::none; },
     [](shape& s) { s.origin->x = 9; },
     [](shape& s) { s.extra->set_attribute("j", 2); },
+    [](shape& s) { (*s.layers)[0]["k"].label.clear(); },
     [](shape& s) { s.origin.clear(); },
     [](shape& s) { s.level.clear(); },
     [](shape& s) { s.origin = point(); },
 };
-std::size_t const patchable_changes = std::size(changes) - 3;
+std::size_t const patchable_changes = std::size(changes) - 4;
 
 // The value at `path` ("points/0/x", "" for the root) of `doc`; a missing key is added.
 inline Variant& place(Variant& doc, std::string const& path) {

@@ -50,11 +50,22 @@ TEST(OpaqueBlock, FactoriesAndAttributes) {
     EXPECT_TRUE(c.json.isNull() && moved_in == "must survive");
 }
 
-// The codec writes the compare flag both ways, by deep equality.
-TEST(OpaqueBlock, CodecCompare) {
+// The codec writes the compare flag both ways, by deep equality. Driven by hand with patch set,
+// it merges, and a merge refused keeps the block as it was, without a word.
+TEST(OpaqueBlock, CodecCompareAndPatch) {
     using codec = tv::impl<opaque_json_block>;
     EXPECT_TRUE(tolvi_test::compare<codec>(block_of("[{}]"), block_of("[{}]"), false) &&
                 !tolvi_test::compare<codec>(block_of("1"), block_of("1.0"), true));
+    std::pair<char const*, char const*> const patches[] = {{R"({"b":2})", R"({"a":1,"b":2})"},
+                                                           {R"({"a":"x"})", R"({"a":1})"}};
+    for (auto const& [patch, merged] : patches) {
+        opaque_json_block b = block_of(R"({"a":1})");
+        Variant doc = Variant::fromJson(patch);
+        codec c = tolvi_test::context<codec>(tv::deserialize_from_json, &doc, &doc, &b);
+        c.patch = true;
+        c.apply();
+        EXPECT_EQ(b.json, Variant::fromJson(merged));
+    }
 }
 
 // ---- typed comparisons

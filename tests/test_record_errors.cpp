@@ -45,9 +45,10 @@ TEST(RecordErrors, RefusedReadsSayWhereAndChangeNothing) {
     tv::options const whole, patch = tv::options().as_patch();
     char const* const floats = "expected a number from -3.4028235e38 to 3.4028235e38: ";
     refusal const rows[] = {
-        {0, whole, "", "[1]", "", "expected an object: [1]"},
+        {0, whole, "", "[1]", "", "expected an object: an array of 1 element"},
         {0, whole, "gain", "\"1\"", "/gain", floats + std::string("\"1\"")},
-        {0, whole, "@rgb", "[1,2]", "/@rgb", "expected an array of 3 elements: [1,2]"},
+        {0, whole, "@rgb", "[1,2]", "/@rgb",
+         "expected an array of 3 elements: an array of 2 elements"},
         {0, whole, "@rgb/2", "256", "/@rgb/2", "expected an integer from 0 to 255: 256"},
         {0, whole, "by hour", R"({"7":[1,1e39]})", "/by hour/7/1", floats + std::string("1e39")},
         {0, whole, "by hour/seven", "[]", "/by hour/seven",
@@ -61,25 +62,28 @@ TEST(RecordErrors, RefusedReadsSayWhereAndChangeNothing) {
          "required member is null"},
         {0, whole, "modes/cool/min_temp", "7e4", "/modes/cool/min_temp",
          "expected an integer from -32768 to 32767: 70000.0"},
-        {0, whole, "pair", "{}", "/pair", "expected an array of 2 elements: {}"},
+        {0, whole, "pair", "{}", "/pair",
+         "expected an array of 2 elements: an object of 0 members"},
         {0, whole, "pair/1/class", "5", "/pair/1/class", "expected a string: 5"},
         {0, patch, nullptr, R"({"modes":{"cool":{"class":[]}}})", "/modes/cool/class",
-         "expected a string: []"},
+         "expected a string: an array of 0 elements"},
         {0, tv::options().from(kinds::cloud).as_patch(), nullptr,
          R"({"modes":{"off":{"max-temp":1}}})", "/modes/off/max-temp",
          "refused from this document's source type: 1"},
         {1, whole, "groups/a~b", R"([{"x":"1"}])", "/groups/a~0b/0/x",
          R"(expected an integer from -2147483648 to 2147483647: "1")"},
         {1, whole, "layers/1", R"({"k~/":{"x":1,"label":{}}})", "/layers/1/k~0~1/label",
-         "expected a string: {}"},
+         "expected a string: an object of 0 members"},
         {1, whole, "history/1", "\"dim\"", "/history/1",
          R"(expected one of "off", "on", "blink": "dim")"},
         {1, whole, "bits/0", "1", "/bits/0", "expected true or false: 1"},
         {1, whole, "serial", "0.5", "/serial",
-         "expected an integer from -9223372036854775808 to 9223372036854775807: 0.5"},
+         "expected an integer from 0 to 18446744073709551615: 0.5"},
+        {1, whole, "serial", "-1", "/serial",
+         "expected an integer from 0 to 18446744073709551615: -1"},
         {1, whole, "weights/t", "\"x\"", "/weights/t", "expected a number: \"x\""},
-        {1, whole, "name", "[\"" + long_name + "\"]", "/name",
-         "expected a string: [\"" + long_name.substr(0, 198) + "\u2026"},
+        {1, whole, "weights/t", "\"" + long_name + "\"", "/weights/t",
+         "expected a number: \"" + long_name.substr(0, 64) + "\"..."},
         {1, patch, nullptr, R"({"origin":{"x":"7"}})", "/origin/x",
          R"(expected an integer from -2147483648 to 2147483647: "7")"},
     };
@@ -122,6 +126,36 @@ TEST(RecordErrors, RefusedReadsSayWhereAndChangeNothing) {
     EXPECT_TRUE(cap.entries.empty());
 }
 
+// Messages show little of the document: keys and strings cut to 64 bytes, control bytes escaped,
+// no parser flag; path() stays exact. Strict text reads refuse a key given twice.
+TEST(RecordErrors, MessagesShowLittleOfTheDocument) {
+    std::string const k(100000, 'k'), cut = k.substr(0, 64);
+    tv::options const whole, strict = tv::options().strict();
+    std::tuple<std::string, tv::options, std::string, std::string> const rows[] = {
+        {R"({"gain":1,")" + k + R"(":1})", strict, "/" + k,
+         "unknown key \"" + cut + "\"... at /" + cut + "..."},
+        {R"({"gain":1,"by hour":{"\u001b[2J":[]}})", whole, "/by hour/\x1b[2J",
+         R"(/by hour/\u001b[2J: map key is not an integer from -128 to 127: "\u001b[2J")"},
+        {R"({"gain":1,"\n\u0007\"":1})", strict, "/\n\x07\"",
+         R"(unknown key "\n\u0007\"" at /\n\u0007")"},
+        {R"({"gain":"a\u0000"})", whole, "",
+         R"(line 1, column 17: \u0000 (a NUL character) is not allowed in a string near '"a\u0000"')"},
+        {"{\"gain\":\x1b}", whole, "", R"(line 1, column 9: invalid token near '\u001b')"},
+        {R"({"gain":1,"gain":2})", strict, "",
+         R"(line 1, column 16: duplicate object key near '"gain"')"},
+    };
+    for (auto const& [text, o, path, what] : rows) {
+        kinds::panel p;
+        try {
+            tv::from_json(p, text, o);
+            ADD_FAILURE() << what << ": accepted";
+        } catch (tv::document_error const& e) {
+            EXPECT_EQ(std::make_pair(e.path(), std::string(e.what())), std::make_pair(path, what));
+        }
+    }
+    EXPECT_EQ(*tv::from_json<kinds::panel>(R"({"gain":1,"gain":2})").gain, 2.0f);
+}
+
 TEST(RecordErrors, WritesRefuseWhatCannotReadBack) {
     using change = void (*)(rec::shape&, kinds::panel&);
     std::tuple<change, std::string, std::string> const rows[] = {
@@ -132,6 +166,8 @@ TEST(RecordErrors, WritesRefuseWhatCannotReadBack) {
          "/layers/0/k/label", " was never provided"},
         {[](rec::shape& s, kinds::panel&) { (*s.weights)["t"] = NAN; }, "/weights/t",
          ": NaN cannot be written as JSON"},
+        {[](rec::shape& s, kinds::panel&) { s.serial = UINT64_MAX; }, "/serial",
+         ": an integer above 9223372036854775807 cannot be written as JSON"},
         {[](rec::shape& s, kinds::panel&) { (*s.weights)["h"] = -INFINITY; }, "/weights/h",
          ": an infinity cannot be written as JSON"},
         {[](rec::shape&, kinds::panel& p) { p.gain = INFINITY; }, "/gain",
@@ -158,15 +194,16 @@ TEST(RecordErrors, WritesRefuseWhatCannotReadBack) {
         tv::to_file(s, file);
         change(s, p);
         std::string const what = path + rest;
-        try {
-            tv::to_file(s, file);
-            tv::to_file(p, file);
+        try { // the record's own checks, before to_file checks the whole value again
+            tv::to_variant(s);
+            tv::to_variant(p);
             ADD_FAILURE() << what << ": written";
         } catch (tv::missing_member const& e) {
             EXPECT_EQ(std::make_pair(e.path(), std::string(e.what())), std::make_pair(path, what));
         } catch (tv::unwritable_value const& e) {
             EXPECT_EQ(std::make_pair(e.path(), std::string(e.what())), std::make_pair(path, what));
         }
+        EXPECT_ANY_THROW((tv::to_file(s, file), tv::to_file(p, file))) << what;
         std::ifstream in(file);
         EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}),
                   tv::to_json(rec::make_shape()))

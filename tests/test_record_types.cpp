@@ -66,7 +66,7 @@ TEST(RecordKeys, OlderKeysAndStrictReading) {
          R"(/modes/cool/max_temp: the same member as "maxTemp")"},
         {true, false, R"({"gain": 1, "gian": 0})",
          R"(unknown key "gian" at /gian; did you mean "gain"?)"},
-        {true, true, R"({"pair": [{}, {"max-tmp": 1}]})",
+        {true, true, R"({"pair": [{"max-temp": 1}, {"max-tmp": 1}]})",
          R"(unknown key "max-tmp" at /pair/1/max-tmp; did you mean "max-temp"?)"},
         {true, true, R"({"modes": {"off": {"a/b~": 1}}})",
          R"(unknown key "a/b~" at /modes/off/a~1b~0)"},
@@ -99,7 +99,11 @@ TEST(RecordTypes, RoundTripCompareAndPatch) {
         [](kinds::panel& p) { (*p.rgb)[2] = 254; },
         [](kinds::panel& p) { (*p.hours)[7][0] = 0.2f; },
         [](kinds::panel& p) { p.hours->erase(7); },
-        [](kinds::panel& p) { (*p.modes)[kinds::mode::off].max_temp = 0; },
+        [](kinds::panel& p) { (*p.modes)[kinds::mode::heat].max_temp = 0; },
+        [](kinds::panel& p) { p.modes->erase(kinds::mode::cool); },
+        [](kinds::panel& p) {
+            (*p.modes)[kinds::mode::off] = tv::from_json<kinds::limits>(R"({"max-temp":0})");
+        },
         [](kinds::panel& p) { (*p.modes)[kinds::mode::cool].klass = "c"; },
         [](kinds::panel& p) { p.counters->emplace(1, 0); },
         [](kinds::panel& p) { (*p.pair)[0].max_temp = 3; },

@@ -1,7 +1,7 @@
 // Device demo: a sensor hub reads its factory configuration, looks into the radio vendor's
-// uninterpreted block by JSONPath, takes a patch from the fleet server, refuses what the server
-// may not change and a document of the wrong shape, saves the result, and writes a status report
-// in the fleet server's own key names.
+// uninterpreted block by JSONPath, takes a merge patch from the fleet server, refuses what the
+// server may not change and a document of the wrong shape, saves the result, and writes a status
+// report in the fleet server's own key names.
 //
 //     tolvi_demo <data-dir> <output-dir>
 //
@@ -120,9 +120,15 @@ int run(std::string const& data, std::string const& out) {
     }
 
     step(3, "Apply the fleet server's patch: cloud_patch.json");
+    // A merge patch: it changes the temperature offset and adds one for CO2; the offsets it does
+    // not name stay, and so does everything else it leaves out.
     tolvi::from_file(cfg, data + "/cloud_patch.json",
                      tolvi::options().from(devcfg::cloud).as_patch());
     print_summary(cfg);
+    if (cfg.sensor_offsets->size() != factory_cfg.sensor_offsets->size() + 1) {
+        std::cout << "   unexpected: the patch did not keep the offsets it does not name\n";
+        return 1;
+    }
     std::cout << "   what changed since the factory, as make_patch writes it:\n";
     print_indented(tolvi::make_patch(cfg, factory_cfg).prettyPrintJson());
 

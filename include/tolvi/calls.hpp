@@ -6,6 +6,7 @@
 // records (record_codec.hpp tells what each does with members).
 
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -58,15 +59,28 @@ void read_document(T& v, Variant const& document, options const& o) {
         codec.set_source_type(o.source_type);
         codec.patch = o.patch;
         codec.set_data(&settings, &v, const_cast<data_t*>(doc));
-        at<T>(codec, root_place(), doc, [&] { codec.apply(); });
+        at<T>(codec, root_place(), doc, [&] {
+            check_input<T>(codec, doc);
+            if constexpr (std::is_same<T, opaque_json_block>::value) {
+                if (o.patch) {
+                    merge_block(v.json, document);
+                    return;
+                }
+            }
+            codec.apply();
+        });
+        if (o.patch) {
+            check_provided(v);
+        }
     }
 }
 
-// Text that is not JSON, as document_error::not_json tells it; nothing is logged.
-inline Variant parse_document(std::string const& text) {
+// Text that is not JSON, as document_error::not_json tells it; nothing is logged. A strict read
+// also refuses a key that an object holds twice.
+inline Variant parse_document(std::string const& text, options const& o) {
     Variant document;
     parse_failure why;
-    if (!parse_json(text, document, why)) {
+    if (!parse_json(text, document, why, o.strict_keys)) {
         throw document_error::not_json(std::move(why.reason), why.line, why.column, why.position);
     }
     return document;
@@ -99,9 +113,10 @@ void to_file(T const& v, std::string const& path, options const& o = {}) {
 }
 
 // Every record read call throws document_error for a document it refuses, with the refused
-// value's path (bad text: the parser's line and column), and leaves `v` as it was: a record is
-// read into a copy that replaces it on success; the other types are filled aside by their codecs
-// already. A whole document (no patch) leaves every optional member it lacks disengaged.
+// value's path (bad text: the parser's line and column), and leaves `v` as it was: a record or a
+// map is read into a copy that replaces it on success; the other types are filled aside by their
+// codecs already. A whole document (no patch) leaves every optional member it lacks disengaged; a
+// patch that leaves any member unprovided is refused (record_codec.hpp).
 template <class T>
 void from_variant(T& v, Variant const& document, options const& o = {}) {
     if constexpr (detail::codec_traits<T>::all_or_nothing) {
@@ -124,19 +139,19 @@ T from_variant(Variant const& document, options const& o = {}) {
 
 template <class T>
 void from_json(T& v, std::string const& text, options const& o = {}) {
-    from_variant(v, detail::parse_document(text), o);
+    from_variant(v, detail::parse_document(text, o), o);
 }
 
 template <class T>
 T from_json(std::string const& text, options const& o = {}) {
-    return from_variant<T>(detail::parse_document(text), o);
+    return from_variant<T>(detail::parse_document(text, o), o);
 }
 
 // Reads at most o.read_limit_bytes (read_text_file); a file that cannot be read throws its
 // std::system_error, with the errno as code().
 template <class T>
 void from_file(T& v, std::string const& path, options const& o = {}) {
-    from_variant(v, detail::parse_document(read_text_file(path, o.read_limit_bytes)), o);
+    from_variant(v, detail::parse_document(read_text_file(path, o.read_limit_bytes), o), o);
 }
 
 template <class T>

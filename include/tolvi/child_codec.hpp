@@ -12,13 +12,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <string>
 #include <type_traits>
 
 #include <tolvi/context.hpp>
 #include <tolvi/errors.hpp>
 #include <tolvi/json_text.hpp>
+#include <tolvi/merge_patch.hpp>
 #include <tolvi/opaque_json_block.hpp>
+#include <tolvi/record_description.hpp>
 
 namespace korvax {
 namespace tolvi {
@@ -40,8 +43,16 @@ inline bool in_record_call(impl_base const& c) noexcept {
 
 // What the record write calls check in what a codec wrote, so that its text reads back equal:
 // nothing (numbers JSON always holds, names and keys of the application's declarations, or
-// containers whose elements are checked one by one), a double, a text, or everything.
-enum class output_check { none, number, text, all };
+// containers whose elements are checked one by one), a double, a text, a 64-bit unsigned integer,
+// or everything.
+enum class output_check { none, number, text, unsigned64, all };
+
+// 64-bit unsigned integers, which travel as JSON's signed 64-bit numbers. Their codec keeps the
+// bits (2^64 - 1 travels as -1); the record calls take only the values that mean the same to any
+// reader of the text: no negative number is read, and nothing above 2^63 - 1 is written.
+template <class T>
+constexpr bool unsigned64 =
+    sizeof(T) == 8 && std::conjunction<std::is_integral<T>, std::is_unsigned<T>>::value;
 
 // What a record call knows of a type's codec: what the codec expects when it refuses a value,
 // whether a refused read leaves the value as it was (a codec that checks before it stores, or a
@@ -137,6 +148,11 @@ void check_output(impl_base const& c, Variant const& out) {
             if (out.type == Variant::String && !plain_text(*out.value.stringValue)) {
                 check_writable(out);
             }
+        } else if constexpr (check == output_check::unsigned64) {
+            if (out.type == Variant::Integer && out.value.intValue < 0) {
+                throw unwritable_value(std::string(), "an integer above 9223372036854775807 "
+                                                      "cannot be written as JSON");
+            }
         } else {
             check_writable(out);
         }
@@ -177,7 +193,8 @@ template <class Place>
         if (!in_record_call(parent)) {
             throw;
         }
-        document_error e(std::string(), expected(), d != nullptr ? to_json(*d) : std::string());
+        document_error e = d != nullptr ? document_error(std::string(), expected(), *d)
+                                        : document_error(std::string(), expected());
         prepend(e, place);
         throw e;
     } catch (missing_member& e) {
@@ -200,26 +217,92 @@ template <class T, class Place, class F>
     }
 }
 
+// In the record calls, refuses as T's codec refuses a value (bad_deserialization_source, which
+// `at` turns into a document_error) what the codec would take with another meaning: a negative
+// number for a 64-bit unsigned integer. `c` is the codec about to read `d`.
+template <class T>
+void check_input(impl_base const& c, data_t const* d) {
+    if constexpr (unsigned64<T>) {
+        // In the other modes `d` may be no Variant at all (compare: the result flag).
+        if (c.op_mode == deserialize_from_json && in_record_call(c) &&
+            d->type == Variant::Integer && d->value.intValue < 0) {
+            throw bad_deserialization_source(std::string());
+        }
+    }
+}
+
 // Runs the codec of T as a child of `parent`.
 template <class T>
 void run(impl_base const& parent, void const* other, T const& v, data_t const* d) {
     impl<T> codec;
     codec.set_operation(parent);
     codec.set_data(other_for_child(parent, other), const_cast<T*>(&v), const_cast<data_t*>(d));
+    check_input<T>(codec, d);
     codec.apply();
 }
 
-// Reads a value the target did not hold before. An opaque block is then taken whole: a merge
-// into nothing would drop every value but an object.
+template <class T>
+struct is_map : std::false_type {};
+template <class K, class T>
+struct is_map<std::map<K, T>> : std::true_type {};
+
+// Reads a value the target did not hold before: a record, a list or an element from scratch. An
+// opaque block is then taken whole: a merge into nothing would drop every value but an object. In
+// the record calls all of it is a whole document, so that a patch cannot leave it incomplete; only
+// a map in a patch is patched, entry by entry into an empty map, so that its null entries remove
+// nothing.
 template <class T>
 void read_fresh(impl_base const& parent, T& v, data_t const* d) {
     impl<T> codec;
     codec.set_operation(parent);
     if constexpr (std::is_same<T, opaque_json_block>::value) {
         codec.patch = false;
+    } else if constexpr (!is_map<T>::value) {
+        codec.patch = codec.patch && !in_record_call(parent);
     }
     codec.set_data(other_for_child(parent, nullptr), &v, const_cast<data_t*>(d));
+    check_input<T>(codec, d);
     codec.apply();
+}
+
+// Reads a value the target holds. In a patch read by the record calls, records are patched member
+// by member and maps entry by entry; an opaque block is merged, and a merge that Variant::mergeWith
+// refuses refuses the patch (merge_block); everything else is replaced, as read_fresh reads it.
+template <class T>
+void read_held(impl_base const& parent, T& v, data_t const* d) {
+    if (parent.patch && in_record_call(parent)) {
+        if constexpr (std::is_same<T, opaque_json_block>::value) {
+            merge_block(v.json, *d);
+            return;
+        } else if constexpr (!is_record<T>::value && !is_map<T>::value) {
+            read_fresh(parent, v, d);
+            return;
+        }
+    }
+    run(parent, nullptr, v, d);
+}
+
+// Writes `v`, as what changed from `base` where make_patch gives one: a record member by member, a
+// map entry by entry, an opaque block as the merge that takes the base's value to it
+// (block_patch). Anything else is written whole.
+template <class T>
+void write_changes(impl_base const& parent, T const& v, T const* base, data_t* d) {
+    if constexpr (std::is_same<T, opaque_json_block>::value) {
+        if (base != nullptr) {
+            *d = block_patch(v.json, base->json);
+            return;
+        }
+    } else if constexpr (is_record<T>::value || is_map<T>::value) {
+        if (base != nullptr) {
+            impl<T> codec;
+            codec.set_operation(parent);
+            codec.set_data(other_for_child(parent, nullptr), const_cast<T*>(&v), d);
+            codec.baseline = base;
+            codec.apply();
+            return;
+        }
+    }
+    run(parent, nullptr, v, d);
 }
 
 // Compares in a flag of its own, so a codec that stores `true` cannot hide a difference found

@@ -5,8 +5,12 @@
 // integer type, or the name of an enumerator of an enumeration declared with TOLVI_ENUM.
 //
 // Reading replaces the whole container, and only once every element was read: when one fails,
-// the container keeps its old content. An array of another length than N, and a key that is not
-// a decimal number in the key type's range (written as scalar_to_string writes it: no sign but
+// the container keeps its old content. In a patch read by the record calls, a map is patched in
+// place instead, entry by entry (a null entry removes the entry, an entry it holds is patched,
+// a new one is read whole), and the calls read it into a copy; make_patch writes a map as the
+// entries that differ from the baseline's, with the ones the baseline alone has as null. An array
+// of another length than N, and a key that is not a decimal number in the key type's range (written
+// as scalar_to_string writes it: no sign but
 // "-", no blanks, no leading zeros) or not a name of the enumeration, throw
 // bad_deserialization_source; a refused key is the attribute of the message. Inside the record
 // calls a failure gets the element's index or key in its path (child_codec.hpp), and a refused key
@@ -63,12 +67,11 @@ struct is_integer<unsigned long long> : std::true_type {};
 template <class K>
 struct is_map_key : std::bool_constant<is_integer<K>::value || is_named_enum<K>::value> {};
 
-// "from -128 to 127", the range of Shown: a value's own type, or the signed 64-bit type in which
-// 64-bit unsigned values travel as JSON numbers.
-template <class T, class Shown = std::conditional_t<sizeof(T) >= 8, std::int64_t, T>>
+// "from -128 to 127", the range of T.
+template <class T>
 std::string integer_range() {
-    return "from " + std::to_string(+std::numeric_limits<Shown>::min()) + " to " +
-           std::to_string(+std::numeric_limits<Shown>::max());
+    return "from " + std::to_string(+std::numeric_limits<T>::min()) + " to " +
+           std::to_string(+std::numeric_limits<T>::max());
 }
 
 // "\"off\", \"on\"": the names of an enumeration, in the order of its table.
@@ -85,7 +88,8 @@ std::string enum_name_list() {
 template <class T>
 struct codec_traits<T, std::enable_if_t<is_integer<T>::value>> {
     static constexpr bool all_or_nothing = true;
-    static constexpr output_check check = output_check::none;
+    static constexpr output_check check =
+        unsigned64<T> ? output_check::unsigned64 : output_check::none;
     static std::string expected() { return "expected an integer " + integer_range<T>(); }
 };
 
@@ -96,7 +100,7 @@ struct codec_traits<E, std::enable_if_t<is_named_enum<E>::value>> {
     static std::string expected() { return "expected one of " + enum_name_list<E>(); }
 };
 
-// Containers are filled aside and moved in whole, and check each element as it is written.
+// Lists are filled aside and moved in whole, and containers check each element as it is written.
 template <class T>
 struct codec_traits<std::vector<T>> {
     static constexpr bool all_or_nothing = true;
@@ -113,9 +117,10 @@ struct codec_traits<std::array<T, N>> {
     }
 };
 
+// A map read as a patch is patched in place.
 template <class K, class T>
 struct codec_traits<std::map<K, T>> {
-    static constexpr bool all_or_nothing = true;
+    static constexpr bool all_or_nothing = false;
     static constexpr output_check check = output_check::none;
     static std::string expected() { return "expected an object"; }
 };
@@ -136,7 +141,7 @@ struct key_codec<K, std::enable_if_t<is_integer<K>::value>> {
         }
         return impl<K>::scalar_to_string(k) == text;
     }
-    static std::string refusal() { return "map key is not an integer " + integer_range<K, K>(); }
+    static std::string refusal() { return "map key is not an integer " + integer_range<K>(); }
 };
 
 template <class K>
@@ -269,54 +274,24 @@ class impl<std::map<K, T>,
            std::enable_if_t<std::is_same<K, std::string>::value || detail::is_map_key<K>::value>>
     : public impl_base {
 public:
+    using dict = std::map<K, T>;
+
+    // make_patch's baseline: only the entries that differ from it are written, and the ones it has
+    // and the map lacks are written as null. Read only when `patch` is set.
+    dict const* baseline = nullptr;
+
     void apply() {
-        using dict = std::map<K, T>;
-        constexpr bool text_keys = std::is_same<K, std::string>::value;
         switch (op_mode) {
-        case serialize_to_json: {
-            dict const& in = *static_cast<dict const*>(value);
-            auto& out = map_impl::set_map(data, static_cast<unsigned int>(in.size()));
-            for (auto const& entry : in) {
-                Variant::map_type::iterator slot;
-                if constexpr (text_keys) { // in the order of the output: every insertion at the end
-                    slot = out.emplace_hint(out.end(), entry.first, Variant());
-                } else {
-                    slot = out.emplace(detail::key_codec<K>::write(entry.first), Variant()).first;
-                }
-                data_t* const d = as_data(&slot->second);
-                detail::at<T>(*this, slot->first, d, [&] {
-                    if constexpr (text_keys) { // the other keys are numbers and declared names
-                        if (!detail::plain_text(slot->first) && detail::in_record_call(*this)) {
-                            detail::check_writable_key(slot->first);
-                        }
-                    }
-                    detail::run(*this, nullptr, entry.second, d);
-                    detail::check_output<T>(*this, *d);
-                });
+        case serialize_to_json:
+            write();
+            break;
+        case deserialize_from_json:
+            if (patch && detail::in_record_call(*this)) {
+                patch_entries();
+            } else {
+                read();
             }
             break;
-        }
-        case deserialize_from_json: {
-            dict out;
-            for (auto const& [key, source] : map_impl::get_map(top_level, data)) {
-                T* slot;
-                if constexpr (text_keys) {
-                    slot = &out.emplace_hint(out.end(), std::piecewise_construct,
-                                             std::forward_as_tuple(key), std::forward_as_tuple())
-                                ->second;
-                } else {
-                    K k{};
-                    if (!detail::key_codec<K>::read(key, k)) {
-                        refuse_key(key);
-                    }
-                    slot = &out[k];
-                }
-                data_t const* const d = as_data(&source);
-                detail::at<T>(*this, key, d, [&] { detail::read_fresh(*this, *slot, d); });
-            }
-            *static_cast<dict*>(value) = std::move(out);
-            break;
-        }
         case compare: {
             dict const& a = *static_cast<dict const*>(other);
             dict const& b = *static_cast<dict const*>(value);
@@ -335,12 +310,120 @@ public:
     }
 
 private:
+    static constexpr bool text_keys = std::is_same<K, std::string>::value;
+
+    void write() {
+        dict const& in = *static_cast<dict const*>(value);
+        auto& out = map_impl::set_map(data, static_cast<unsigned int>(in.size()));
+        dict const* const base = patch ? baseline : nullptr;
+        if (base != nullptr) {
+            for (auto const& old : *base) {
+                if (in.count(old.first) == 0) {
+                    write_entry(out, old.first, false, [](data_t*) {}); // null: removed
+                }
+            }
+        }
+        for (auto const& entry : in) {
+            T const* before = nullptr;
+            if (base != nullptr) {
+                auto const old = base->find(entry.first);
+                if (old != base->end()) {
+                    if (detail::same(old->second, entry.second)) {
+                        continue;
+                    }
+                    before = &old->second;
+                }
+            }
+            write_entry(out, entry.first, base == nullptr, [&](data_t* d) {
+                detail::write_changes(*this, entry.second, before, d);
+                detail::check_output<T>(*this, *d);
+                if (patch && d->type == Variant::Null && detail::in_record_call(*this)) {
+                    throw unwritable_value(std::string(),
+                                           "null would read back as the removal of the entry");
+                }
+            });
+        }
+    }
+
+    // Writes the entry at `key` with `f`, which gets its Variant; `last` says that it comes after
+    // every key written so far.
+    template <class F>
+    void write_entry(Variant::map_type& out, K const& key, bool last, F&& f) {
+        Variant::map_type::iterator slot;
+        if constexpr (text_keys) {
+            slot = last ? out.emplace_hint(out.end(), key, Variant())
+                        : out.emplace(key, Variant()).first;
+        } else {
+            slot = out.emplace(detail::key_codec<K>::write(key), Variant()).first;
+        }
+        data_t* const d = as_data(&slot->second);
+        detail::at<T>(*this, slot->first, d, [&] {
+            if constexpr (text_keys) { // the other keys are numbers and declared names
+                if (!detail::plain_text(slot->first) && detail::in_record_call(*this)) {
+                    detail::check_writable_key(slot->first);
+                }
+            }
+            f(d);
+        });
+    }
+
+    // A whole map, filled aside and moved in.
+    void read() {
+        dict out;
+        for (auto const& [key, source] : map_impl::get_map(top_level, data)) {
+            T* slot;
+            if constexpr (text_keys) {
+                slot = &out.emplace_hint(out.end(), std::piecewise_construct,
+                                         std::forward_as_tuple(key), std::forward_as_tuple())
+                            ->second;
+            } else {
+                slot = &out[key_of(key)];
+            }
+            data_t const* const d = as_data(&source);
+            detail::at<T>(*this, key, d, [&] { detail::read_fresh(*this, *slot, d); });
+        }
+        *static_cast<dict*>(value) = std::move(out);
+    }
+
+    // A patch, in place: a null entry removes the entry, an entry the map holds is patched
+    // (read_held) and a new one read whole. The record calls read it into a copy.
+    void patch_entries() {
+        dict& target = *static_cast<dict*>(value);
+        for (auto const& [key, source] : map_impl::get_map(top_level, data)) {
+            K const k = key_of(key);
+            if (source.isNull()) {
+                target.erase(k);
+                continue;
+            }
+            auto const [slot, fresh] = target.try_emplace(k);
+            data_t const* const d = as_data(&source);
+            detail::at<T>(*this, key, d, [&, slot = slot, fresh = fresh] {
+                if (fresh) {
+                    detail::read_fresh(*this, slot->second, d);
+                } else {
+                    detail::read_held(*this, slot->second, d);
+                }
+            });
+        }
+    }
+
+    K key_of(std::string const& key) const {
+        if constexpr (text_keys) {
+            return key;
+        } else {
+            K k{};
+            if (!detail::key_codec<K>::read(key, k)) {
+                refuse_key(key);
+            }
+            return k;
+        }
+    }
+
     // The record calls report the key at its own path, with the key as the refused value.
     [[noreturn]] void refuse_key(std::string const& key) const {
-        if constexpr (!std::is_same<K, std::string>::value) {
+        if constexpr (!text_keys) {
             if (detail::in_record_call(*this)) {
-                document_error e(std::string(), detail::key_codec<K>::refusal(),
-                                 to_json(Variant(key)));
+                document_error e(std::string(), detail::key_codec<K>::refusal(), Variant(key));
                 e.prepend_key(key);
                 throw e;
             }

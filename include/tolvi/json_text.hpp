@@ -14,7 +14,7 @@ inline namespace v1 {
 
 // Why and where text is not JSON, as the parser reports it.
 struct parse_failure {
-    std::string reason; // such as "invalid token near 'tru'"
+    std::string reason; // such as "invalid token near 'tru'"; control bytes escaped
     int line = 0;       // 1-based
     int column = 0;     // 1-based
     int position = 0;   // 0-based byte offset
@@ -22,8 +22,10 @@ struct parse_failure {
 
 // Parses like Variant::fromJson (any value at the top, up to the first NUL byte), but logs
 // nothing: on text that is not JSON (empty text included) it returns false, fills `why` and
-// leaves `out` as it was.
-TOLVI_API bool parse_json(std::string const& text, Variant& out, parse_failure& why);
+// leaves `out` as it was. With `unique_keys`, an object that holds a key twice is refused too;
+// otherwise the last value of the key is kept.
+TOLVI_API bool parse_json(std::string const& text, Variant& out, parse_failure& why,
+                          bool unique_keys = false);
 
 // The compact text of toJson, except that each double is written with the fewest significant
 // digits that read back the same double (toJson keeps 7): 0.1 stays 0.1 and 1.0 / 3 takes 16,

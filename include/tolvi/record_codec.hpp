@@ -8,14 +8,20 @@
 //   written again), and keeps its state when the codec is driven by hand.
 // - With patch, absent members keep their state, required ones too: a patch document holds
 //   only what changes.
-// - A value the record did not hold yet (an unprovided or disengaged member, any element of a
-//   container) is read from scratch; a value it held is updated in place, so a nested record in
-//   a patch is patched member by member and an opaque_json_block is merged.
-// - Containers are replaced whole (container_codecs.hpp). The codec rolls nothing back: members
-//   read before a failure keep their new values; the record calls read into a copy, so that a
-//   refused read leaves the caller's record as it was. In the record calls a refusal is a
-//   document_error with the path of the refused value, a missing member's path being where it
-//   should stand.
+// - Driven by hand, a value the record did not hold yet (an unprovided or disengaged member, any
+//   element of a container) is read from scratch; a value it held is updated in place, so a
+//   nested record in a patch is patched member by member and an opaque_json_block is merged;
+//   containers are replaced whole (container_codecs.hpp).
+// - In the record calls a patch is a merge patch: a nested record held is patched member by
+//   member, a map entry by entry (container_codecs.hpp), an opaque_json_block held is merged and a
+//   merge that Variant::mergeWith refuses refuses the patch; everything else is replaced, and all
+//   that the record did not hold, lists and their elements are read as whole documents
+//   (child_codec.hpp's read_held and read_fresh). After the patch, a member left unprovided at any
+//   depth refuses it (check_provided, below), so that what a patch leaves can be written.
+// - The codec rolls nothing back: members read before a failure keep their new values; the
+//   record calls read into a copy, so that a refused read leaves the caller's record as it was.
+//   In the record calls a refusal is a document_error with the path of the refused value, a
+//   missing member's path being where it should stand.
 //
 // Writing (to_variant, to_json, to_file):
 // - Without patch, every member must be provided (missing_value otherwise, after a log line; in
@@ -25,12 +31,13 @@
 //   holding null) throws unwritable_value: null would not read back as that value.
 // - With patch, unprovided members are left out and a disengaged optional member is written as
 //   null.
-// - make_patch(changed, baseline) also leaves out members equal in both records, and patches
-//   nested records that both hold member by member; everything else that changed is written
-//   whole. Reading that patch with patch set into a copy of the baseline gives a record equal
-//   to `changed`, except where a patch cannot say it: a member that `changed` no longer
-//   provides stays as the baseline has it, and an opaque_json_block is merged, not replaced
-//   (a key dropped from the block stays).
+// - make_patch(changed, baseline) also leaves out members equal in both records, patches nested
+//   records that both hold member by member, maps entry by entry (an entry the baseline has and
+//   `changed` lacks as null) and opaque blocks as the merge that takes the baseline's value to the
+//   changed one (block_patch, which refuses with unwritable_value what a merge cannot do);
+//   everything else that changed is written whole. Reading that patch with patch set into a copy
+//   of a complete baseline gives a record equal to a complete `changed`: a member that `changed`
+//   no longer provides cannot be said.
 //
 // Keys that a record does not describe are ignored, both ways, unless the read is strict
 // (options().strict(), record_keys.hpp): then each record refuses them before reading a member.
@@ -39,8 +46,12 @@
 // hold one. Floating-point values compare exactly.
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <map>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include <tolvi/child_codec.hpp>
 #include <tolvi/codecs.hpp>
@@ -92,11 +103,10 @@ refused_member(impl_base const& c, char const* name, refusals const& r) {
     auto const it = members.find(name);
     source_type_t const* const* const end = r.types + r.count;
     document_error e =
-        it == members.end() ? document_error(std::string(), "required member is missing", "")
+        it == members.end() ? document_error(std::string(), "required member is missing")
         : std::find(r.types, end, c.source_type) != end
-            ? document_error(std::string(), "refused from this document's source type",
-                             to_json(it->second))
-            : document_error(std::string(), "required member is null", "");
+            ? document_error(std::string(), "refused from this document's source type", it->second)
+            : document_error(std::string(), "required member is null");
     e.prepend_key(name);
     return e;
 }
@@ -185,16 +195,7 @@ private:
         }
         data_t* const d = get_attr(name, is_optional<W> ? optional_member : required_member);
         detail::at<T>(*this, name, d, [&] {
-            impl<T> codec;
-            codec.set_operation(*this);
-            codec.set_data(detail::other_for_child(*this, nullptr), const_cast<T*>(&access::raw(m)),
-                           d);
-            if constexpr (detail::is_record<T>::value) {
-                if (both) {
-                    codec.baseline = &access::raw(*base);
-                }
-            }
-            codec.apply();
+            detail::write_changes(*this, access::raw(m), both ? &access::raw(*base) : nullptr, d);
             detail::check_output<T>(*this, *d);
             if (d->type == Variant::Null && detail::in_record_call(*this)) {
                 detail::throw_null_member(is_optional<W>);
@@ -238,10 +239,10 @@ private:
         T& v = access::raw(m);
         detail::at<T>(*this, name, d, [&] {
             if (access::holds_value(m)) {
-                detail::run(*this, nullptr, v, d);
+                detail::read_held(*this, v, d);
             } else {
-                if constexpr (detail::is_record<T>::value) {
-                    v = T(); // members the document leaves out must not survive from before
+                if constexpr (detail::is_record<T>::value || detail::is_map<T>::value) {
+                    v = T(); // members or entries the document leaves out must not survive
                 }
                 detail::read_fresh(*this, v, d);
             }
@@ -268,6 +269,83 @@ private:
         return equal;
     }
 };
+
+namespace detail {
+
+// Whether T holds records, at any depth: only they hold members that may be left unprovided.
+template <class T>
+struct holds_records : is_record<T> {};
+template <class T>
+struct holds_records<std::vector<T>> : holds_records<T> {};
+template <class T, std::size_t N>
+struct holds_records<std::array<T, N>> : holds_records<T> {};
+template <class K, class T>
+struct holds_records<std::map<K, T>>
+    : std::bool_constant<(std::is_same<K, std::string>::value || is_map_key<K>::value) &&
+                         holds_records<T>::value> {};
+
+template <class T>
+void check_provided(T const& v);
+
+template <class R, auto M>
+void check_provided_member(R const& r, field<M> const& f) {
+    using W = typename member_pointer<decltype(M)>::wrapper;
+    using T = typename W::value_type;
+    W const& m = r.*M;
+    if (!m.provided()) {
+        document_error e(std::string(), std::is_same<W, required<T>>::value
+                                            ? "required member is missing"
+                                            : "optional member is missing");
+        e.prepend_key(f.name);
+        throw e;
+    }
+    if constexpr (holds_records<T>::value) {
+        if (member_access::holds_value(m)) {
+            try {
+                check_provided(member_access::raw(m));
+            } catch (document_error& e) {
+                e.prepend_key(f.name);
+                throw;
+            }
+        }
+    }
+}
+
+// After a patch, which keeps what it does not name: throws document_error at the first member
+// never provided (in the order a record writes), at the place where it should stand, so that what
+// a patch leaves can always be written. Walks the records only; allocates nothing unless it throws.
+template <class T>
+void check_provided(T const& v) {
+    if constexpr (is_record<T>::value) {
+        if constexpr (members_supported<decltype(record_fields<T>())>::value) {
+            std::apply([&](auto const&... f) { (check_provided_member(v, f), ...); },
+                       record_fields<T>());
+        }
+    } else if constexpr (holds_records<T>::value) {
+        std::size_t i = 0;
+        for (auto const& e : v) {
+            try {
+                if constexpr (is_map<T>::value) {
+                    check_provided(e.second);
+                } else {
+                    check_provided(e);
+                }
+            } catch (document_error& error) {
+                if constexpr (!is_map<T>::value) {
+                    error.prepend_index(i);
+                } else if constexpr (std::is_same<typename T::key_type, std::string>::value) {
+                    error.prepend_key(e.first);
+                } else {
+                    error.prepend_key(key_codec<typename T::key_type>::write(e.first));
+                }
+                throw;
+            }
+            ++i;
+        }
+    }
+}
+
+} // namespace detail
 
 } // namespace v1
 } // namespace tolvi

@@ -43,8 +43,7 @@ char const* present_key(field<M> const& f, Variant::map_type const& record) {
         }
         if (found != nullptr) {
             bool const later = std::string(k) > found;
-            document_error e("", std::string("the same member as \"") + (later ? found : k) + '"',
-                             std::string());
+            document_error e("", std::string("the same member as \"") + (later ? found : k) + '"');
             e.prepend_key(later ? k : found);
             throw e;
         }

@@ -14,13 +14,16 @@
 //
 // What JSON Schema cannot say: an integer member refuses a number written with a fraction, even
 // 3.0, which the schema's "integer" takes; and an integer map key must lie in its type's range,
-// where the schema only says it is written in decimal. A 64-bit unsigned value travels as the
-// signed 64-bit Integer of the same bits (2^64 - 1 is written -1), so its range is that of
-// long long. A member type with a codec of its own (impl<T>) gets no schema: any value.
+// where the schema only says it is written in decimal. A 64-bit unsigned member takes 0 to
+// 2^63 - 1, the part of its range that JSON text holds. A member type with a codec of its own
+// (impl<T>) gets no schema: any value.
 //
 // The root's "description" states those rules and the limits of the text, which refuse the whole
 // document: an integer outside the signed 64-bit range or a number beyond a double anywhere, an
-// escaped NUL and an unpaired surrogate escape.
+// escaped NUL and an unpaired surrogate escape. A patch's schema describes lists and their elements
+// as whole documents (a patch replaces them), lets a map entry be null (which removes it), and
+// says in its description what depends on the record it is read into: a nested record or map entry
+// that the record does not hold yet must be whole, and no member may be left unprovided.
 
 #include <algorithm>
 #include <array>
@@ -30,6 +33,7 @@
 #include <limits>
 #include <map>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -84,7 +88,7 @@ struct schema_of;
 class schema_writer {
 public:
     schema_writer(options const& o, void const* root) noexcept
-        : patch_(o.patch), strict_(o.strict_keys),
+        : patch_(o.patch), root_patch_(o.patch), strict_(o.strict_keys),
           source_(o.source_type != nullptr ? o.source_type : &_ac::source_type::unspecified),
           root_(root) {}
 
@@ -118,26 +122,44 @@ public:
         return Variant(std::move(out));
     }
 
-    // The reference to R's schema, written under "$defs" the first time.
+    // The reference to R's schema, written under "$defs" the first time. In a patch, a record read
+    // whole (in a list) has a schema of its own beside its patch's, named with "-whole".
     template <class R>
     Variant ref() {
         void const* const id = &type_id<R>::id;
-        if (id == root_) {
+        if (id == root_ && patch_ == root_patch_) {
             return schema_object({{"$ref", Variant("#")}});
         }
-        auto known = std::find_if(named_.begin(), named_.end(),
-                                  [id](auto const& n) { return n.first == id; });
+        auto known = std::find_if(named_.begin(), named_.end(), [&](auto const& n) {
+            return std::get<0>(n) == id && std::get<1>(n) == patch_;
+        });
         std::string name;
         if (known != named_.end()) {
-            name = known->second;
+            name = std::get<2>(*known);
         } else {
-            name = def_name(record_name<R>());
-            named_.emplace_back(id, name);
+            name = def_name(record_name<R>(), !patch_ && root_patch_ ? "-whole" : "");
+            named_.emplace_back(id, patch_, name);
             defs[name] = Variant(); // holds the name while R's members are written
             Variant def = record<R>();
             defs[name] = std::move(def);
         }
         return schema_object({{"$ref", Variant("#/$defs/" + name)}});
+    }
+
+    // A list is replaced whole by a patch, its elements read as whole documents.
+    template <class T>
+    Variant whole() {
+        bool const patch = patch_;
+        patch_ = false;
+        Variant s = of<T>();
+        patch_ = patch;
+        return s;
+    }
+
+    // A map's value; in a patch, null removes the entry.
+    template <class T>
+    Variant entry() {
+        return patch_ ? or_null(of<T>()) : of<T>();
     }
 
 private:
@@ -212,7 +234,7 @@ private:
 
     // The C++ name as a "$defs" key that needs no escaping in a reference: "ns::type" is
     // "ns.type"; other characters become "_", and a name taken already gets a number.
-    std::string def_name(char const* cpp_name) const {
+    std::string def_name(char const* cpp_name, char const* suffix) const {
         std::string base;
         for (char const* p = cpp_name; *p != '\0'; ++p) {
             char const c = *p;
@@ -227,6 +249,7 @@ private:
                 base += plain ? c : '_';
             }
         }
+        base += suffix;
         std::string name = base;
         for (int n = 2; defs.count(name) != 0; ++n) {
             name = base + '_' + std::to_string(n);
@@ -235,10 +258,11 @@ private:
     }
 
     bool patch_;
+    bool root_patch_;
     bool strict_;
     source_type_t const* source_;
     void const* root_;
-    std::vector<std::pair<void const*, std::string>> named_;
+    std::vector<std::tuple<void const*, bool, std::string>> named_;
 };
 
 template <class T, class>
@@ -247,12 +271,12 @@ struct schema_of {
         if constexpr (std::is_same<T, bool>::value) {
             return schema_type("boolean");
         } else if constexpr (is_integer<T>::value) {
-            // 64-bit unsigned values travel as the signed Integer of the same bits.
-            constexpr bool bits64 = std::is_unsigned<T>::value && sizeof(T) == 8;
-            using limits = std::numeric_limits<std::conditional_t<bits64, long long, T>>;
+            // A 64-bit unsigned member reads what JSON text holds of its range: up to 2^63 - 1.
+            using limits = std::numeric_limits<T>;
+            using most = std::numeric_limits<std::conditional_t<unsigned64<T>, long long, T>>;
             return schema_object({{"type", Variant("integer")},
                                   {"minimum", Variant(static_cast<long long>(limits::min()))},
-                                  {"maximum", Variant(static_cast<long long>(limits::max()))}});
+                                  {"maximum", Variant(static_cast<long long>(most::max()))}});
         } else if constexpr (std::is_same<T, double>::value) {
             return schema_type("number");
         } else if constexpr (std::is_same<T, float>::value) {
@@ -276,7 +300,7 @@ struct schema_of {
 template <class T>
 struct schema_of<std::vector<T>> {
     static Variant get(schema_writer& w) {
-        return schema_object({{"type", Variant("array")}, {"items", w.of<T>()}});
+        return schema_object({{"type", Variant("array")}, {"items", w.template whole<T>()}});
     }
 };
 
@@ -285,7 +309,7 @@ struct schema_of<std::array<T, N>> {
     static Variant get(schema_writer& w) {
         auto const n = static_cast<long long>(N);
         return schema_object({{"type", Variant("array")},
-                              {"items", w.of<T>()},
+                              {"items", w.template whole<T>()},
                               {"minItems", Variant(n)},
                               {"maxItems", Variant(n)}});
     }
@@ -294,7 +318,8 @@ struct schema_of<std::array<T, N>> {
 template <class K, class T>
 struct schema_of<std::map<K, T>> {
     static Variant get(schema_writer& w) {
-        Variant::map_type out{{"type", Variant("object")}, {"additionalProperties", w.of<T>()}};
+        Variant::map_type out{{"type", Variant("object")},
+                              {"additionalProperties", w.template entry<T>()}};
         if constexpr (is_named_enum<K>::value) {
             out.emplace("propertyNames", schema_object({{"enum", enum_names<K>()}}));
         } else if constexpr (is_integer<K>::value) {
@@ -321,13 +346,18 @@ Variant json_schema(options const& o = {}) {
         Variant::map_type& m = *out.value.mapValue;
         m.emplace("$schema", Variant("https://json-schema.org/draft/2020-12/schema"));
         m.emplace("title", Variant(detail::record_name<R>()));
-        m.emplace("description",
-                  Variant("Reading also refuses what this schema cannot state: anywhere in the "
-                          "text, opaque blocks and keys the record does not describe included, an "
-                          "integer outside the signed 64-bit range, a number too large for a "
-                          "double (1e309), the escape \\u0000 and a surrogate escape without its "
-                          "pair (\\ud800); in an integer member, a number written with a fraction "
-                          "(3.0); and an integer map key outside its type's range."));
+        std::string description =
+            "Reading also refuses what this schema cannot state: anywhere in the text, opaque "
+            "blocks and keys the record does not describe included, an integer outside the signed "
+            "64-bit range, a number too large for a double (1e309), the escape \\u0000 and a "
+            "surrogate escape without its pair (\\ud800); in an integer member, a number written "
+            "with a fraction (3.0); and an integer map key outside its type's range.";
+        if (o.patch) {
+            description += " In a patch, a nested record or a map entry that the record does not "
+                           "hold yet must be whole, a change of type inside an opaque block is "
+                           "refused, and the record must be left with every member provided.";
+        }
+        m.emplace("description", Variant(std::move(description)));
         if (!w.defs.empty()) {
             m.emplace("$defs", Variant(std::move(w.defs)));
         }

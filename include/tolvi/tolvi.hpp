@@ -18,6 +18,7 @@
 #include <tolvi/member_printers.hpp>
 #include <tolvi/member_types.hpp>
 #include <tolvi/members.hpp>
+#include <tolvi/merge_patch.hpp>
 #include <tolvi/opaque_json_block.hpp>
 #include <tolvi/options.hpp>
 #include <tolvi/record.hpp>

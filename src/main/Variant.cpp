@@ -2,12 +2,14 @@
 #include <tolvi/json_text.hpp>
 
 #include "json_trees.hpp"
+#include "shown_text.hpp"
 
 #include <algorithm>
 #include <cstddef>
 #include <limits>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <jansson.h>
@@ -386,11 +388,30 @@ namespace korvax {
 namespace tolvi {
 inline namespace v1 {
 
-bool parse_json(std::string const& text, Variant& out, parse_failure& why) {
+namespace {
+
+// The parser's report as the library's messages give it: control bytes of the quoted token
+// escaped, and the refusal of an escaped NUL told without the name of a parser flag that nobody
+// using the library can set.
+std::string failureReason(char const* text) {
+    std::string_view reason(text);
+    std::string_view const nul = "\\u0000 is not allowed without JSON_ALLOW_NUL";
+    std::string out;
+    if (reason.substr(0, nul.size()) == nul) {
+        out = "\\u0000 (a NUL character) is not allowed in a string";
+        reason.remove_prefix(nul.size());
+    }
+    return out + detail::shown_text(reason, false, std::string_view::npos);
+}
+
+} // namespace
+
+bool parse_json(std::string const& text, Variant& out, parse_failure& why, bool unique_keys) {
     json_error_t error;
-    json_ptr const tree(json_loads(text.c_str(), parse_flags, &error));
+    std::size_t const flags = unique_keys ? parse_flags | JSON_REJECT_DUPLICATES : parse_flags;
+    json_ptr const tree(json_loads(text.c_str(), flags, &error));
     if (!tree) {
-        why.reason = error.text;
+        why.reason = failureReason(error.text);
         why.line = error.line;
         why.column = error.column;
         why.position = error.position;

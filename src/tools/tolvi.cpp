@@ -17,7 +17,7 @@ namespace tolvi = korvax::tolvi;
 namespace {
 
 // Exit statuses besides 0.
-constexpr int exit_no = 1;     // get: nothing at the path; merge: refused
+constexpr int exit_no = 1;     // get: nothing at the path; merge: refused (patch never is)
 constexpr int exit_bad = 2;    // unreadable or unsaveable file, text that is not JSON, bad path
 constexpr int exit_usage = 64; // wrong usage, as sysexits.h's EX_USAGE
 
@@ -28,6 +28,8 @@ char const usage_text[] =
        tolvi merge FILE PATCH [-o OUT]
                                  merge PATCH into FILE, all or nothing; print the result,
                                  or save it atomically to OUT (which may be FILE)
+       tolvi patch FILE PATCH [-o OUT]
+                                 apply PATCH to FILE as RFC 7396 says; print or save as merge
 FILE or PATCH - reads standard input. Values print as compact JSON with every number exact.
 Exit status: 0 done; 1 nothing at PATH, or the merge was refused; 2 a file that cannot be
 read or saved, text that is not JSON, or a malformed PATH; 64 wrong usage.
@@ -143,6 +145,16 @@ int get(std::string const& file, std::string const& path) {
     return 0;
 }
 
+// Prints `result`, or saves it atomically to `out`.
+int put(Variant const& result, std::string const& out) {
+    if (out.empty()) {
+        std::cout << tolvi::to_json(result) << '\n';
+    } else {
+        tolvi::to_file(result, out);
+    }
+    return 0;
+}
+
 int merge(std::string const& file, std::string const& patch_file, std::string const& out) {
     Variant target = read_json(file);
     Variant const patch = read_json(patch_file);
@@ -151,12 +163,7 @@ int merge(std::string const& file, std::string const& patch_file, std::string co
         std::cerr << "tolvi: merge refused" << shown(where) << "; nothing was changed\n";
         return exit_no;
     }
-    if (out.empty()) {
-        std::cout << tolvi::to_json(target) << '\n';
-    } else {
-        tolvi::to_file(target, out);
-    }
-    return 0;
+    return put(target, out);
 }
 
 int run(std::vector<std::string> const& args, std::string const& out) {
@@ -173,8 +180,13 @@ int run(std::vector<std::string> const& args, std::string const& out) {
         read_json(args[1]);
         return 0;
     }
-    if (command == "merge" && operands == 2 && !(args[1] == "-" && args[2] == "-")) {
+    bool const two_files = operands == 2 && !(args[1] == "-" && args[2] == "-");
+    if (command == "merge" && two_files) {
         return merge(args[1], args[2], out);
+    }
+    if (command == "patch" && two_files) {
+        Variant const target = read_json(args[1]);
+        return put(tolvi::merge_patch(target, read_json(args[2])), out);
     }
     std::cerr << usage_text;
     return exit_usage;

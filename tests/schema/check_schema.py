@@ -14,7 +14,8 @@ import sys
 from jsonschema import Draft202012Validator
 
 # record, options, document, expected: A accepted, R refused, X refused by a rule that the
-# schema cannot state (it accepts), W depends on the width of long (the schema agrees).
+# schema cannot state (it accepts), W depends on the width of long (the schema agrees). A patch is
+# read into the record's BASES document.
 DEVICE = {
     "name": "hall-sensor-07", "serial": 4200000001, "provisioned_at_ms": 1717171717000,
     "wifi": {"ssid": "plant-floor", "band": "5GHz", "static_ip": "10.20.0.7", "mtu": 1500},
@@ -33,11 +34,16 @@ def report(**changes):
     return json.dumps({**REPORT, **{key.replace("_", "-"): v for key, v in changes.items()}})
 
 
+BASES = {"device": device(), "report": report(), "node": '{"name": "a"}',
+         "panel": '{"gain": 1, "modes": {"cool": {"max-temp": 1}}, "pair": [{"max-temp": 1}, '
+                  '{"max-temp": 2}]}'}
+
 CASES = [
     ("device", "", device(), "A"),
     ("device", "", device(unknown_key=[1]), "A"),
     ("device", "", device(vendor=None, led={"pattern": "off", "brightness": 0, "period_ms": None}), "A"),
-    ("device", "", device(serial=-1), "A"),
+    ("device", "", device(serial=-1), "R"),
+    ("device", "", device(serial=9223372036854775807), "A"),
     ("device", "", device(serial=18446744073709551615), "R"),
     ("device", "", device(provisioned_at_ms=-9223372036854775808), "A"),
     ("device", "", device(name=None), "R"),
@@ -58,7 +64,9 @@ CASES = [
     ("device", "", '{"name": "x"}', "R"),
     ("device", "", "[]", "R"),
     ("device", "patch", '{"name": "x"}', "A"),
-    ("device", "patch", '{"wifi": {"mtu": 9000}, "led": {"period_ms": null}}', "A"),
+    ("device", "patch", '{"wifi": {"mtu": 9000}, "sensor_offsets": {"temperature": null}}', "A"),
+    ("device", "patch", '{"led": {"period_ms": null}}', "X"),  # a new nested record is whole
+    ("device", "patch", '{"fallback_wifi": [{"ssid": "s", "band": "any"}]}', "R"),
     ("device", "patch", '{"wifi": {"mtu": null}}', "R"),
     ("device", "patch", '{"serial": 1, "logging": "debug"}', "A"),
     ("device", "patch+cloud", '{"serial": 1, "logging": "debug"}', "R"),
@@ -87,10 +95,14 @@ CASES = [
     ("panel", "", '{"gain": 1, "modes": {"cool": {"max-temp": 1, "min_temp": 32768}}}', "R"),
     ("panel", "", '{"gain": 1, "modes": {"cool": {"class": "c"}}}', "R"),
     ("panel", "", '{"gain": 1, "pair": [{"max-temp": 1}, {"max-temp": 2, "class": null}]}', "A"),
-    ("panel", "patch", '{"pair": [{}, {}], "modes": {"off": {}}}', "A"),
+    ("panel", "patch", '{"pair": [{}, {}]}', "R"),
+    ("panel", "patch", '{"modes": {"cool": {}, "heat": null}, "by hour": {"1": null}}', "A"),
+    ("panel", "patch", '{"modes": {"off": {}}}', "X"),  # a new map entry is whole
     ("panel", "cloud", '{"gain": 1, "pair": [{"max-temp": 1}, {"max-temp": 2}]}', "R"),
     ("panel", "cloud", '{"gain": 1, "pair": [{}, {"class": "x"}]}', "R"),
-    ("panel", "patch+cloud", '{"pair": [{}, {"class": "x"}]}', "A"),
+    ("panel", "patch+cloud", '{"pair": [{}, {"class": "x"}]}', "R"),
+    ("panel", "patch+cloud", '{"modes": {"cool": {"class": "x"}}}', "A"),
+    ("panel", "strict", '{"gain": 1, "gain": 2}', "X"),  # a key twice
     ("panel", "", '{"gain": 1, "modes": {"cool": {"maxTemp": 1}, "off": {"max_temp": 2}}}', "A"),
     ("panel", "", '{"gain": 1, "modes": {"cool": {"max_temp": 1, "maxTemp": 2}}}', "R"),
     ("panel", "patch", '{"modes": {"cool": {"maxTemp": 1, "max-temp": 1}}}', "R"),
@@ -105,7 +117,9 @@ CASES = [
     ("node", "", '{"name": "a", "children": [{"name": "b", "children": [{}]}]}', "R"),
 ]
 
-out = subprocess.run(sys.argv[1:], input=json.dumps([c[:3] for c in CASES]),
+out = subprocess.run(sys.argv[1:],
+                     input=json.dumps([c[:3] + (BASES[c[0]] if "patch" in c[1] else "",)
+                                       for c in CASES]),
                      capture_output=True, text=True, check=True).stdout
 result = json.loads(out)
 failures = 0

@@ -1,7 +1,8 @@
 // The library's side of the JSON Schema check: reads a JSON array of [record, options, document
-// text] from standard input and prints, as one JSON object, whether from_json accepted each
-// document ("verdicts") and the schema of each record and options named ("schemas"). Options are
-// "" or any of "patch" and "cloud", joined with "+".
+// text, base text] from standard input and prints, as one JSON object, whether from_json accepted
+// each document ("verdicts") into the record read from the base ("" for a new record) and the
+// schema of each record and options named ("schemas"). Options are "" or any of "patch", "cloud"
+// and "strict", joined with "+".
 
 #include <iostream>
 #include <iterator>
@@ -18,13 +19,16 @@ namespace tv = korvax::tolvi;
 struct record {
     char const* name;
     tv::source_type_t const& cloud;
-    bool (*accepts)(std::string const& text, tv::options const& o);
+    bool (*accepts)(std::string const& base, std::string const& text, tv::options const& o);
     Variant (*schema)(tv::options const& o);
 };
 
 template <class R>
-bool accepts(std::string const& text, tv::options const& o) {
+bool accepts(std::string const& base, std::string const& text, tv::options const& o) {
     R r;
+    if (!base.empty()) {
+        tv::from_json(r, base);
+    }
     try {
         tv::from_json(r, text, o);
         return true;
@@ -60,7 +64,9 @@ int main() {
                 if (how.find("cloud") != std::string::npos) {
                     o.from(r.cloud);
                 }
-                verdicts.emplace_back(r.accepts(*c.value.vectorValue->at(2).value.stringValue, o));
+                auto const& args = *c.value.vectorValue;
+                verdicts.emplace_back(
+                    r.accepts(*args.at(3).value.stringValue, *args.at(2).value.stringValue, o));
                 schemas[name + "/" + how] = r.schema(o);
             }
         }

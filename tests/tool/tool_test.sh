@@ -3,9 +3,11 @@
 #   tool_test.sh [EMULATOR ...] TOOL
 # Each case gives the exit status, the whole standard output (\n for a new line; a trailing
 # "..." matches any rest), the start of standard error (empty: nothing on it) and the arguments
-# as shell words, with any redirection.
+# as shell words, with any redirection. Then `patch` against RFC 7396's examples
+# (tests/data/merge_patch.tsv).
 set -euo pipefail
 
+examples=$(cd "$(dirname "${BASH_SOURCE[0]}")/../data" && pwd)/merge_patch.tsv
 tool=("$@")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -92,7 +94,30 @@ done <<'EOF'
 64 |                           | usage:                                 | check --quiet dev.json
 64 |                           | usage:                                 | pretty dev.json -o out.json
 64 |                           | usage:                                 | merge - -
+0  | {"name":"hall-7","net":{"mtu":"big"},"ratio":47.123456789} |       | patch dev.json conflict.json
+0  | {"name":"hall-7","ratio":47.123456789} |                           | patch dev.json - <<<'{"net": null}'
+2  |                           | bad.json:2:9:                          | patch dev.json bad.json
+2  |                           | tolvi: unable to save file             | patch dev.json net.json -o none/dev.json
+0  |                           |                                        | patch dev.json net.json -o dev.json
+0  | {"mtu":1400,"name":"hall-7","net":{"mtu":1500},"ratio":47.123456789,"ssid":"x"} | | get dev.json '$'
+64 |                           | usage:                                 | patch - -
+64 |                           | usage:                                 | patch dev.json
 EOF
+
+# RFC 7396's examples: target, patch and result, each as the tool prints it.
+while IFS=$'\t' read -r target patch result; do
+    [[ $target == \#* ]] && continue
+    printf '%s' "$target" >target.json
+    printf '%s' "$patch" >patch.json
+    printf '%s' "$result" >result.json
+    want=$(run get result.json '$')
+    if got=$(run patch target.json patch.json) && [[ $got == "$want" ]]; then
+        echo "ok    tolvi patch $target $patch"
+    else
+        failed=$((failed + 1))
+        echo "FAIL  tolvi patch $target $patch: $got (want $want)"
+    fi
+done <"$examples"
 
 if ((failed)); then
     echo "$failed case(s) failed"

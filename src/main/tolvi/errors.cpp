@@ -1,4 +1,11 @@
 #include <tolvi/errors.hpp>
+#include <tolvi/json_text.hpp>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "../shown_text.hpp"
 
 namespace korvax {
 namespace tolvi {
@@ -66,26 +73,106 @@ void disengaged_value::throw_one() {
 
 namespace {
 
-// About 200 bytes of a refused value: enough to recognise it, never a whole document. The cut
-// falls on a UTF-8 character boundary.
-std::string excerpt(std::string const& value) {
-    constexpr std::size_t most = 200;
-    if (value.size() <= most) {
-        return value;
+// The start of `text` that fits in `most` bytes, cut on a character boundary (and, in a path, not
+// inside a "~0" or "~1"); true when something was left out.
+bool cut(std::string_view& text, std::size_t most, bool path) {
+    if (text.size() <= most) {
+        return false;
     }
-    std::size_t cut = most;
-    while (cut > 0 && (static_cast<unsigned char>(value[cut]) & 0xC0) == 0x80) {
-        --cut;
+    std::size_t n = most;
+    while (n > 0 && (static_cast<unsigned char>(text[n]) & 0xC0) == 0x80) {
+        --n;
     }
-    return value.substr(0, cut) + "\u2026";
+    if (path && n > 0 && text[n - 1] == '~') {
+        --n;
+    }
+    text = text.substr(0, n);
+    return true;
 }
 
-// "path: reason"; the root has the empty path, and the message then starts with the reason.
-std::string atPath(json_pointer const& path, std::string const& reason) {
-    return path.str().empty() ? reason : path.str() + ": " + reason;
+// A JSON Pointer as a message shows it: each key cut and escaped.
+std::string shown_path(std::string const& path) {
+    std::string out;
+    for (std::size_t at = 0; at < path.size();) {
+        std::size_t const end = std::min(path.find('/', at + 1), path.size());
+        out += '/';
+        out += detail::shown_text(std::string_view(path).substr(at + 1, end - at - 1), false);
+        at = end;
+    }
+    return out;
+}
+
+// A refused value as a message shows it: its JSON, a string cut, a container by kind and size.
+std::string shown_value(Variant const& v) {
+    switch (v.type) {
+    case Variant::String:
+        return detail::shown_text(*v.value.stringValue, true);
+    case Variant::Map: {
+        std::size_t const n = v.value.mapValue->size();
+        return "an object of " + std::to_string(n) + (n == 1 ? " member" : " members");
+    }
+    case Variant::Vector: {
+        std::size_t const n = v.value.vectorValue->size();
+        return "an array of " + std::to_string(n) + (n == 1 ? " element" : " elements");
+    }
+    default:
+        return to_json(v);
+    }
 }
 
 } // namespace
+
+namespace detail {
+
+std::string shown_text(std::string_view text, bool quoted, std::size_t most) {
+    bool const shortened = cut(text, most, !quoted);
+    std::string out;
+    out.reserve(text.size() + 5);
+    if (quoted) {
+        out += '"';
+    }
+    for (char const c : text) {
+        auto const byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20) {
+            if (quoted && (c == '"' || c == '\\')) {
+                out += '\\';
+            }
+            out += c;
+            continue;
+        }
+        switch (c) {
+        case '\b':
+            out += "\\b";
+            break;
+        case '\f':
+            out += "\\f";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        default: {
+            char const hex[] = "0123456789abcdef";
+            char const escape[] = {'\\', 'u', '0', '0', hex[byte >> 4], hex[byte & 15]};
+            out.append(escape, sizeof escape);
+        }
+        }
+    }
+    if (quoted) {
+        out += '"';
+    }
+    if (shortened) {
+        out += "...";
+    }
+    return out;
+}
+
+} // namespace detail
 
 void json_pointer::prepend_key(std::string const& key) {
     std::string segment = "/";
@@ -105,98 +192,91 @@ void json_pointer::prepend_index(std::size_t index) {
     path_.insert(0, "/" + std::to_string(index));
 }
 
-document_error::document_error(kind k, std::string path, std::string reason, std::string detail)
-    : bad_deserialization_source(std::string()), kind_(k), path_(std::move(path)),
-      reason_(std::move(reason)), detail_(std::move(detail)) {
+located_error::located_error(layout l, std::string path, std::string reason, std::string detail)
+    : layout_(l), path_(std::move(path)), reason_(std::move(reason)), detail_(std::move(detail)) {
     compose();
 }
 
-document_error::document_error(std::string path, std::string reason, std::string const& value)
-    : document_error(refused_value, std::move(path), std::move(reason), excerpt(value)) {}
-
-document_error document_error::unknown(std::string path, std::string const& key,
-                                       char const* suggestion) {
-    return document_error(unknown_key, std::move(path), "unknown key \"" + key + "\"",
-                          suggestion != nullptr ? suggestion : "");
+void located_error::prepend_key(std::string const& key) {
+    path_.prepend_key(key);
+    compose();
 }
 
-document_error document_error::not_json(std::string reason, int line, int column, int position) {
-    document_error e(bad_text, std::string(), std::move(reason), std::string());
-    e.line_ = line;
-    e.column_ = column;
-    e.position_ = position;
-    e.compose();
-    return e;
+void located_error::prepend_index(std::size_t index) {
+    path_.prepend_index(index);
+    compose();
 }
 
-void document_error::compose() {
-    switch (kind_) {
-    case refused_value:
-        what_ = atPath(path_, reason_);
+void located_error::compose() {
+    std::string const path = shown_path(path_.str());
+    switch (layout_) {
+    case layout::path_reason:
+        what_ = path.empty() ? reason_ : path + ": " + reason_;
         if (!detail_.empty()) {
             what_ += ": " + detail_;
         }
         break;
-    case unknown_key:
-        what_ = reason_ + " at " + path_.str();
+    case layout::path_sentence:
+        what_ = path + ' ' + reason_;
+        break;
+    case layout::reason_at_path:
+        what_ = reason_ + " at " + path;
         if (!detail_.empty()) {
             what_ += "; did you mean \"" + detail_ + "\"?";
         }
         break;
-    case bad_text:
-        what_ = "line " + std::to_string(line_) + ", column " + std::to_string(column_) + ": " +
-                reason_;
+    case layout::at_position:
+        what_ = detail_ + ": " + reason_;
         break;
     }
 }
 
+document_error::document_error(kind k, layout l, std::string path, std::string reason,
+                               std::string detail)
+    : bad_deserialization_source(std::string()),
+      located_error(l, std::move(path), std::move(reason), std::move(detail)), kind_(k) {}
+
+document_error::document_error(std::string path, std::string reason, Variant const& value)
+    : document_error(refused_value, layout::path_reason, std::move(path), std::move(reason),
+                     shown_value(value)) {}
+
+document_error::document_error(std::string path, std::string reason)
+    : document_error(refused_value, layout::path_reason, std::move(path), std::move(reason),
+                     std::string()) {}
+
+document_error document_error::unknown(std::string path, std::string const& key,
+                                       char const* suggestion) {
+    return document_error(unknown_key, layout::reason_at_path, std::move(path),
+                          "unknown key " + detail::shown_text(key, true),
+                          suggestion != nullptr ? suggestion : "");
+}
+
+document_error document_error::not_json(std::string reason, int line, int column, int position) {
+    document_error e(bad_text, layout::at_position, std::string(), std::move(reason),
+                     "line " + std::to_string(line) + ", column " + std::to_string(column));
+    e.line_ = line;
+    e.column_ = column;
+    e.position_ = position;
+    return e;
+}
+
 char const* document_error::what() const noexcept {
-    return what_.c_str();
-}
-
-void document_error::prepend_key(std::string const& key) {
-    path_.prepend_key(key);
-    compose();
-}
-
-void document_error::prepend_index(std::size_t index) {
-    path_.prepend_index(index);
-    compose();
+    return message();
 }
 
 missing_member::missing_member(std::string path)
-    : path_(std::move(path)), what_(path_.str() + " was never provided") {}
+    : located_error(layout::path_sentence, std::move(path), "was never provided", std::string()) {}
 
 char const* missing_member::what() const noexcept {
-    return what_.c_str();
-}
-
-void missing_member::prepend_key(std::string const& key) {
-    path_.prepend_key(key);
-    what_ = path_.str() + " was never provided";
-}
-
-void missing_member::prepend_index(std::size_t index) {
-    path_.prepend_index(index);
-    what_ = path_.str() + " was never provided";
+    return message();
 }
 
 unwritable_value::unwritable_value(std::string path, std::string reason)
-    : std::runtime_error(std::string()), path_(std::move(path)), reason_(std::move(reason)),
-      what_(atPath(path_, reason_)) {}
+    : std::runtime_error(std::string()),
+      located_error(layout::path_reason, std::move(path), std::move(reason), std::string()) {}
 
 char const* unwritable_value::what() const noexcept {
-    return what_.c_str();
-}
-
-void unwritable_value::prepend_key(std::string const& key) {
-    path_.prepend_key(key);
-    what_ = atPath(path_, reason_);
-}
-
-void unwritable_value::prepend_index(std::size_t index) {
-    path_.prepend_index(index);
-    what_ = atPath(path_, reason_);
+    return message();
 }
 
 } // namespace v1
