@@ -23,7 +23,12 @@ struct parse_failure {
 // Parses like Variant::fromJson (any value at the top, up to the first NUL byte), but logs
 // nothing: on text that is not JSON (empty text included) it returns false, fills `why` and
 // leaves `out` as it was.
+// A large document is parsed one value of its outer containers at a time, so that it never stands
+// whole as the parser's tree beside the Variant; what it gives or refuses is the same.
 TOLVI_API bool parse_json(std::string const& text, Variant& out, parse_failure& why);
+// The same for text the caller gives up: it is freed as soon as it has been read, before the
+// Variant is built from the parser's tree.
+TOLVI_API bool parse_json(std::string&& text, Variant& out, parse_failure& why);
 
 // The compact text of toJson, except that each double is written with the fewest significant
 // digits that read back the same double (toJson keeps 7): 0.1 stays 0.1 and 1.0 / 3 takes 16,

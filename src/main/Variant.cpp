@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <string>
@@ -386,18 +387,28 @@ namespace korvax {
 namespace tolvi {
 inline namespace v1 {
 
-bool parse_json(std::string const& text, Variant& out, parse_failure& why) {
+namespace {
+
+bool parseInto(std::string const& text, Variant& out, parse_failure& why, std::string* release) {
     json_error_t error;
-    json_ptr const tree(json_loads(text.c_str(), parse_flags, &error));
-    if (!tree) {
-        why.reason = error.text;
-        why.line = error.line;
-        why.column = error.column;
-        why.position = error.position;
-        return false;
+    if (json_trees::parseText(text.c_str(), std::strlen(text.c_str()), out, error, release)) {
+        return true;
     }
-    out = json_trees::convertTree(tree.get());
-    return true;
+    why.reason = error.text;
+    why.line = error.line;
+    why.column = error.column;
+    why.position = error.position;
+    return false;
+}
+
+} // namespace
+
+bool parse_json(std::string const& text, Variant& out, parse_failure& why) {
+    return parseInto(text, out, why, nullptr);
+}
+
+bool parse_json(std::string&& text, Variant& out, parse_failure& why) {
+    return parseInto(text, out, why, &text);
 }
 
 } // namespace v1
