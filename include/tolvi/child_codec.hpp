@@ -19,6 +19,7 @@
 #include <tolvi/errors.hpp>
 #include <tolvi/json_text.hpp>
 #include <tolvi/opaque_json_block.hpp>
+#include <tolvi/options.hpp>
 
 namespace korvax {
 namespace tolvi {
@@ -220,6 +221,15 @@ void read_fresh(impl_base const& parent, T& v, data_t const* d) {
     }
     codec.set_data(other_for_child(parent, nullptr), &v, const_cast<data_t*>(d));
     codec.apply();
+}
+
+// Drops a value that was read from a document the record call owns (parsed from text), so that the
+// document shrinks as the value grows: the two are never whole at once.
+inline void drop_read(impl_base const& c, data_t const* d) noexcept {
+    read_settings const* const settings = settings_of(c);
+    if (settings != nullptr && settings->consume) {
+        *const_cast<data_t*>(d) = Variant();
+    }
 }
 
 // Compares in a flag of its own, so a codec that stores `true` cannot hide a difference found

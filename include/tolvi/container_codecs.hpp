@@ -193,6 +193,7 @@ public:
                         detail::read_fresh(*this, out[i], d);
                     }
                 });
+                detail::drop_read(*this, d);
             }
             *static_cast<list*>(value) = std::move(out);
             break;
@@ -242,6 +243,7 @@ public:
             for (std::size_t i = 0; i < N; ++i) {
                 data_t const* const d = as_data(&in[i]);
                 detail::at<T>(*this, i, d, [&] { detail::read_fresh(*this, out[i], d); });
+                detail::drop_read(*this, d);
             }
             *static_cast<list*>(value) = std::move(out);
             break;
@@ -313,6 +315,7 @@ public:
                 }
                 data_t const* const d = as_data(&source);
                 detail::at<T>(*this, key, d, [&] { detail::read_fresh(*this, *slot, d); });
+                detail::drop_read(*this, d);
             }
             *static_cast<dict*>(value) = std::move(out);
             break;
