@@ -48,6 +48,10 @@ bool parseText(char const* text, std::size_t size, Variant& out, json_error_t& e
 // `v` printed with the json_dumps flags `flags`, or the empty string when Jansson refuses it.
 std::string dump(Variant const& v, std::size_t flags);
 
+// Writes the exact text of tolvi::to_json into the file `fd` through `buffer`, for a value that
+// check_writable passed: 0, or the errno of the write that failed.
+int writeExact(int fd, Variant const& value, char* buffer, std::size_t capacity);
+
 constexpr std::size_t not_utf8 = static_cast<std::size_t>(-1);
 
 // The length of `text` up to its first NUL (where Jansson takes text to end), or not_utf8 unless

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -17,6 +18,8 @@
 #include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "../json_trees.hpp"
 
 namespace korvax {
 namespace tolvi {
@@ -120,30 +123,20 @@ bool takeOver(int fd, struct stat const& old) {
     return ::fchmod(fd, old.st_mode & 07777) == 0;
 }
 
-// Writes all of `text`; false with errno set on a short write that cannot go on. Past the file
-// size limit the kernel raises SIGXFSZ, whose default action ends the process: this thread holds
-// it back meanwhile (its own mask; the process's dispositions stay as they are), so that the write
-// fails with EFBIG, and then takes the signal the write raised, unless a handler was set for it.
-bool writeAll(int fd, std::string const& text) {
+// The text goes to the file through a buffer of this size: it never stands whole in memory.
+constexpr std::size_t write_buffer = 64 * 1024;
+
+// Writes the text of `value` through `buffer`; false with errno set on a short write that cannot
+// go on. Past the file size limit the kernel raises SIGXFSZ, whose default action ends the
+// process: this thread holds it back meanwhile (its own mask; the process's dispositions stay as
+// they are), so that the write fails with EFBIG, and then takes the signal the write raised,
+// unless a handler was set for it.
+bool writeAll(int fd, Variant const& value, char* buffer) {
     sigset_t xfsz, before;
     sigemptyset(&xfsz);
     sigaddset(&xfsz, SIGXFSZ);
     pthread_sigmask(SIG_BLOCK, &xfsz, &before);
-    char const* p = text.data();
-    std::size_t left = text.size();
-    int error = 0;
-    while (left > 0 && error == 0) {
-        ssize_t const n = ::write(fd, p, left);
-        if (n < 0) {
-            error = errno == EINTR ? 0 : errno;
-            continue;
-        }
-        if (n == 0) {
-            error = ENOSPC;
-        }
-        p += n;
-        left -= static_cast<std::size_t>(n);
-    }
+    int const error = json_trees::writeExact(fd, value, buffer, write_buffer);
     struct sigaction action {};
     if (error == EFBIG && sigismember(&before, SIGXFSZ) == 0 &&
         ::sigaction(SIGXFSZ, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
@@ -158,10 +151,10 @@ bool writeAll(int fd, std::string const& text) {
 } // namespace
 
 void to_file(Variant const& value, std::string const& path) {
-    // What the text could not hold (a NaN, text that is not UTF-8) is refused, not left out; a
-    // text that lacks a value for want of memory throws std::bad_alloc.
+    // What the text could not hold (a NaN, text that is not UTF-8) is refused, not left out; then
+    // the text is printed straight into the file, which allocates nothing.
     check_writable(value);
-    std::string const text = to_json(value);
+    std::unique_ptr<char[]> const buffer(new char[write_buffer]);
 
     // Everything that can fail otherwise is made ready before the temporary file exists, and
     // nothing after the rename allocates: an exception means the old file is there.
@@ -187,7 +180,7 @@ void to_file(Variant const& value, std::string const& path) {
     if (replaces && !takeOver(fd, old)) {
         step = "cannot keep the old file's mode";
         error = errno;
-    } else if (!writeAll(fd, text)) {
+    } else if (!writeAll(fd, value, buffer.get())) {
         step = "write failed";
         error = errno;
     } else if (::fsync(fd) != 0) {
