@@ -130,4 +130,42 @@ TEST(LargeDocuments, StepwiseParseGivesWhatTheWholeTextGives) {
     }
 }
 
+struct part {
+    tolvi::required<int> a;
+    int cache = 0; // not in the document
+};
+TOLVI_RECORD(part, a);
+
+struct whole {
+    tolvi::required<part> first;
+    tolvi::optional<std::vector<part>> more;
+    int cache = 0;
+};
+TOLVI_RECORD(whole, first, more);
+
+// A whole document is read into a fresh record and moved in member by member: what a record does
+// not declare stays, in the record and in the nested records it held, as when reading in place.
+TEST(LargeDocuments, WholeDocumentsReplaceOnlyDeclaredMembers) {
+    whole w;
+    tolvi::from_json(w, R"({"first": {"a": 1}, "more": [{"a": 2}]})");
+    w.cache = 7;
+    w.first->cache = 8;
+    (*w.more)[0].cache = 9;
+    std::string const text = R"({"first": {"a": 3}, "more": [{"a": 4}]})";
+    Variant const document = Variant::fromJson(text);
+    for (bool const parsed : {false, true}) {
+        if (parsed) {
+            tolvi::from_json(w, text);
+        } else {
+            tolvi::from_variant(w, document); // the caller's document is left as it was
+        }
+        EXPECT_EQ(tolvi::to_json(document), tolvi::to_json(w));
+        EXPECT_TRUE(w.cache == 7 && w.first->cache == 8 && (*w.more)[0].cache == 0);
+        (*w.more)[0].cache = 9;
+    }
+    EXPECT_THROW(tolvi::from_json(w, R"({"first": {"a": 5}, "more": [{"a": "x"}]})"),
+                 tolvi::document_error);
+    EXPECT_TRUE(*w.first->a == 3 && (*w.more)[0].cache == 9);
+}
+
 } // namespace
