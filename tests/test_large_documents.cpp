@@ -89,6 +89,8 @@ TEST(LargeDocuments, StepwiseParseGivesWhatTheWholeTextGives) {
         "{\"m\":{\"a\":1,}}",
         "{\"m\":[1]x}",
         "[1.5.3]",
+        "[1\xFF]",
+        "{\"m\":{\"a\":true\xFF}}",
         "[1x]",
         "{\"a\\u0000b\":1}",
         "{\"m\":{\"\\u0000\":1}}",

@@ -132,8 +132,8 @@ private:
                 if (o != outcome::parsed) {
                     return o;
                 }
-            } else if (!takeValue(v, depth)) {
-                return refuseStep();
+            } else if (outcome const o = takeValue(v, depth); o != outcome::parsed) {
+                return o == outcome::refused ? o : refuseStep();
             }
             if (object) {
                 // A key that comes again keeps its last value, as Jansson's object does.
@@ -172,21 +172,29 @@ private:
         return true;
     }
 
-    // One value parsed whole by Jansson, inside `depth` open containers; false where the whole
-    // document would be refused here, too deep included.
-    bool takeValue(Variant& v, std::size_t depth) {
+    // One value parsed whole by Jansson, inside `depth` open containers. Unsure where the whole
+    // document would be refused in this value, too deep included: the step is replayed.
+    outcome takeValue(Variant& v, std::size_t depth) {
         json_error_t e;
         json_ptr const tree(json_loadb(text_ + pos_, size_ - pos_, value_flags, &e));
         if (!tree) {
-            return false;
+            return outcome::unsure;
+        }
+        if (e.text[0] != '\0') {
+            // A number or a literal ended at a byte that is not UTF-8: Jansson noted it while
+            // looking past the value, and the whole text is refused there, the value's text as
+            // its context. A replay would start after the value and lose that context.
+            error_ = e;
+            place(pos_, 0);
+            return outcome::refused;
         }
         std::size_t deepest = 0;
         v = convertTree(tree.get(), &deepest);
         if (depth + deepest > JSON_PARSER_MAX_DEPTH) {
-            return false;
+            return outcome::unsure;
         }
         pos_ += static_cast<std::size_t>(e.position);
-        return true;
+        return outcome::parsed;
     }
 
     // Has Jansson parse `head` and then the text from `from`: `head` puts its parser in the state
@@ -198,6 +206,13 @@ private:
         if (tree) {
             return outcome::unsure; // this parser was stricter than Jansson: let it decide
         }
+        place(from, head.size());
+        return outcome::refused;
+    }
+
+    // Moves Jansson's error for text that started at `from` behind `headSize` bytes of a head on
+    // its first line to the place in the whole text.
+    void place(std::size_t from, std::size_t headSize) noexcept {
         int line = 1;
         int column = 0; // Jansson counts characters, not bytes: UTF-8 lead bytes only
         for (std::size_t i = 0; i < from; ++i) {
@@ -209,13 +224,12 @@ private:
                 ++column;
             }
         }
-        int const headSize = static_cast<int>(head.size());
+        int const head = static_cast<int>(headSize);
         if (error_.line == 1) {
-            error_.column += column - headSize;
+            error_.column += column - head;
         }
         error_.line += line - 1;
-        error_.position += static_cast<int>(from) - headSize;
-        return outcome::refused;
+        error_.position += static_cast<int>(from) - head;
     }
 };
 
