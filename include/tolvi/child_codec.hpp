@@ -201,9 +201,40 @@ template <class T, class Place, class F>
     }
 }
 
+// In a record call that owns its document, a string, or an opaque block read whole (`patch`
+// false), is moved out of the document instead of copied: it is dropped from it right after
+// anyway (drop_read). True when it was.
+template <class T>
+bool take_from_document(impl_base const& c, bool patch, T& v, data_t const* d) noexcept {
+    constexpr bool text = std::is_same<T, std::string>::value;
+    if constexpr (text || std::is_same<T, opaque_json_block>::value) {
+        read_settings const* const settings = settings_of(c);
+        if (settings == nullptr || !settings->consume) {
+            return false;
+        }
+        Variant& source = *const_cast<data_t*>(d);
+        if constexpr (text) {
+            if (source.type != Variant::String) {
+                return false; // the codec refuses it
+            }
+            v = std::move(*source.value.stringValue);
+        } else {
+            if (patch) {
+                return false; // merged into what the block holds
+            }
+            v.json = std::move(source);
+        }
+        return true;
+    }
+    return false;
+}
+
 // Runs the codec of T as a child of `parent`.
 template <class T>
 void run(impl_base const& parent, void const* other, T const& v, data_t const* d) {
+    if (take_from_document(parent, parent.patch, const_cast<T&>(v), d)) {
+        return;
+    }
     impl<T> codec;
     codec.set_operation(parent);
     codec.set_data(other_for_child(parent, other), const_cast<T*>(&v), const_cast<data_t*>(d));
@@ -214,6 +245,9 @@ void run(impl_base const& parent, void const* other, T const& v, data_t const* d
 // into nothing would drop every value but an object.
 template <class T>
 void read_fresh(impl_base const& parent, T& v, data_t const* d) {
+    if (take_from_document(parent, false, v, d)) {
+        return;
+    }
     impl<T> codec;
     codec.set_operation(parent);
     if constexpr (std::is_same<T, opaque_json_block>::value) {
