@@ -189,8 +189,7 @@ void from_file(T& v, std::string const& path, options const& o = {}) {
 
 // A file's JSON value as a Variant: document_error for text that is not JSON (empty text included),
 // with the parser's line and column; `v` is replaced only when the file parsed. The text is freed
-// once it has been read, and a large document is parsed one value at a time
-// (parse_json).
+// once it has been read, and a large document is parsed one value at a time (parse_json).
 inline void from_file(Variant& v, std::string const& path) {
     v = detail::parse_document(read_text_file(path));
 }
