@@ -158,13 +158,12 @@ private:
         }
     }
 
-    // One key, parsed by Jansson as a string value: false unless it is a string without a NUL,
-    // which Jansson takes as a key.
+    // One key, parsed by Jansson as a string value: false unless it is a string. A string value
+    // never holds a NUL (Jansson refuses the escape), so it is a key Jansson takes.
     bool takeKey(std::string& key) {
         json_error_t e;
         json_ptr const k(json_loadb(text_ + pos_, size_ - pos_, value_flags, &e));
-        if (!k || !json_is_string(k.get()) ||
-            std::strlen(json_string_value(k.get())) != json_string_length(k.get())) {
+        if (!k || !json_is_string(k.get())) {
             return false;
         }
         key.assign(json_string_value(k.get()), json_string_length(k.get()));
