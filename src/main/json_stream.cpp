@@ -158,12 +158,12 @@ private:
         }
     }
 
-    // One key, parsed by Jansson as a string value: false unless it is a string. A string value
-    // never holds a NUL (Jansson refuses the escape), so it is a key Jansson takes.
+    // One key, at a '"', parsed by Jansson as a string value: false where Jansson refuses it. A
+    // string value never holds a NUL (Jansson refuses the escape), so it is a key Jansson takes.
     bool takeKey(std::string& key) {
         json_error_t e;
         json_ptr const k(json_loadb(text_ + pos_, size_ - pos_, value_flags, &e));
-        if (!k || !json_is_string(k.get())) {
+        if (!k) {
             return false;
         }
         key.assign(json_string_value(k.get()), json_string_length(k.get()));
