@@ -4,15 +4,17 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <system_error>
 
 #include <unistd.h>
 
-#include <tolvi/files.hpp>
+#include <tolvi/tolvi.hpp>
 
 #include "test_support.hpp"
 
 namespace {
 
+namespace tv = korvax::tolvi;
 namespace td = korvax::tolvi::detail;
 
 std::string const path =
@@ -47,6 +49,45 @@ TEST(JsonFiles, WritesAndReadsWholeFiles) {
     tolvi_test::log_capture log;
     EXPECT_TRUE(td::variant_from_json_file(::testing::TempDir()).isNull() &&
                 log.entries.size() == 1u && log.entries[0].level == 1);
+}
+
+// read_text_file and the record calls' from_file: the system's reason and errno for what cannot
+// be read, and the limit for any kind of file, regular ones before a byte is read.
+TEST(JsonFiles, ReadsTextOrSaysWhyNot) {
+    std::ofstream(path) << "[1,2]";
+    std::string const dir = ::testing::TempDir(), missing = dir + "tolvi_no_such_file";
+    auto const reading = [](std::string const& p, char const* why) {
+        return "unable to read file \xE2\x80\x9C" + p + "\xE2\x80\x9D: " + why;
+    };
+    struct {
+        std::string path;
+        std::size_t limit;
+        std::string failure; // or, when read, the start of the text
+        std::errc code;
+    } const cases[] = {
+        {path, 5, "[1,2]", {}},
+        {"/proc/self/status", 100000, "Name:", {}}, // says 0 bytes, holds more
+        {path, 4, reading(path, "longer than 4 bytes: File too large"), std::errc::file_too_large},
+        {"/dev/zero", 100000, reading("/dev/zero", "longer than 100000 bytes: File too large"),
+         std::errc::file_too_large},
+        {dir, 100, reading(dir, "Is a directory"), std::errc::is_a_directory},
+        {missing, 100,
+         "unable to open file \xE2\x80\x9C" + missing +
+             "\xE2\x80\x9D for deserialization: No such file or directory",
+         std::errc::no_such_file_or_directory},
+    };
+    for (auto const& c : cases) {
+        try {
+            EXPECT_EQ(tv::read_text_file(c.path, c.limit).substr(0, 5), c.failure);
+        } catch (std::system_error const& e) {
+            EXPECT_TRUE(e.what() == c.failure && e.code() == c.code) << e.what();
+        }
+    }
+    std::vector<int> read;
+    tv::from_file(read, path, tv::options().read_limit(5));
+    EXPECT_EQ(read, (std::vector<int>{1, 2}));
+    EXPECT_THROW(tv::from_file(read, path, tv::options().read_limit(4)), std::system_error);
+    std::remove(path.c_str());
 }
 
 } // namespace

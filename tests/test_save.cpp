@@ -6,13 +6,22 @@
 #define _FILE_OFFSET_BITS 64
 
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -45,8 +54,8 @@ std::string failure(std::string const& path, std::string const& why) {
     return "unable to save file \xE2\x80\x9C" + path + "\xE2\x80\x9D: " + why;
 }
 
-Variant big(char fill) {
-    return Variant(Variant::vector_type(20000, Variant(std::string(50, fill))));
+Variant big(char fill, std::size_t size = 20000) {
+    return Variant(Variant::vector_type(size, Variant(std::string(50, fill))));
 }
 
 // A fresh directory holding the target with the text "old".
@@ -64,8 +73,9 @@ protected:
     // The old text, and no temporary file beside it.
     static void expect_untouched(std::string const& text = "old") {
         EXPECT_EQ(bytes(target), text);
-        EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 1);
+        EXPECT_EQ(entries(), 1);
     }
+    static long entries() { return std::distance(fs::directory_iterator(dir), {}); }
     static mode_t mode(std::string const& path) {
         struct stat st {};
         EXPECT_EQ(::stat(path.c_str(), &st), 0);
@@ -106,7 +116,8 @@ TEST_F(Save, KeepsModeOwnerAndLinks) {
     }
     fs::create_hard_link(target, dir + "/hard");
     fs::create_directory(dir + "/real");
-    fs::create_symlink("real/config.json", dir + "/one"); // relative to the link's directory
+    fs::create_symlink("real/config.json",
+                       dir + "/one"); // relative to the link's directory
     fs::create_symlink(dir + "/one", dir + "/two");
     for (char const* text : {"1", "2"}) { // a link to nothing leads to a new file there
         tv::to_file(Variant::fromJson(text), dir + "/two");
@@ -118,26 +129,99 @@ TEST_F(Save, KeepsModeOwnerAndLinks) {
     EXPECT_EQ(bytes(dir + "/hard"), std::to_string(0444));
 }
 
-TEST_F(Save, FailuresNameTheReasonAndChangeNothing) {
-    std::string const missing = dir + "/no/such/dir.json", loop = dir + "/loop";
-    fs::create_symlink("loop", loop);
+// A link in a sticky world-writable directory is followed only when it belongs to the saving user
+// or to the directory's owner, whatever the kernel's own setting; one planted there by another user
+// is refused, also at the end of a chain, and its target is not touched.
+TEST_F(Save, FollowsLinksInStickyDirectoriesOnlyAsTheKernelWould) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "planting a link as another user needs root";
+    }
+    std::string const shared = dir + "/shared", link = shared + "/link", via = dir + "/via";
+    fs::create_directory(shared);
+    fs::create_symlink(link, via);
     struct {
-        std::string path;
-        Variant value;
-        std::string reason;
+        mode_t mode;
+        uid_t directory_owner, link_owner;
+        bool refused;
     } const cases[] = {
-        {missing, 1, "cannot open its directory: No such file or directory"},
-        {dir, 1, "rename failed: Is a directory"},
-        {loop, 1, "cannot follow its symbolic links: Too many levels of symbolic links"},
+        {01777, 65534, 65534, false}, // the directory's owner's
+        {01777, 65534, 0, false},     // the saving user's own
+        {00777, 0, 65534, false},     // not sticky
+        {01775, 0, 65534, false},     // not world-writable
+        {01777, 0, 65534, true},      // another user's, in a directory like /tmp
     };
     for (auto const& c : cases) {
-        EXPECT_THROW_MSG(tv::to_file(c.value, c.path), std::runtime_error,
-                         failure(c.path, c.reason));
+        ASSERT_EQ(::chown(shared.c_str(), c.directory_owner, 0), 0);
+        ASSERT_EQ(::chmod(shared.c_str(), c.mode), 0);
+        fs::remove(link);
+        fs::create_symlink(target, link);
+        ASSERT_EQ(::lchown(link.c_str(), c.link_owner, c.link_owner), 0);
+        for (std::string const& path : {link, via}) {
+            std::string const why = "will not follow the symbolic link \xE2\x80\x9C" + link +
+                                    "\xE2\x80\x9D: another user owns it in a sticky " +
+                                    "world-writable directory: Permission denied";
+            EXPECT_EQ(tolvi_test::thrown<std::system_error>([&] { tv::to_file(Variant(7), path); }),
+                      c.refused ? failure(path, why) : "no exception");
+            EXPECT_EQ(bytes(target), c.refused ? "old" : "7");
+            std::ofstream(target) << "old";
+        }
+    }
+}
+
+TEST_F(Save, FailuresNameTheReasonAndChangeNothing) {
+    std::string const missing = dir + "/no/such/dir.json", loop = dir + "/loop", sub = dir + "/sub";
+    fs::create_symlink("loop", loop);
+    fs::create_directory(sub); // renamed over at the last step: the temporary file must go
+    struct {
+        std::string path;
+        std::string reason;
+        std::errc code;
+    } const cases[] = {
+        {missing, "cannot open its directory: No such file or directory",
+         std::errc::no_such_file_or_directory},
+        {sub, "rename failed: Is a directory", std::errc::is_a_directory},
+        {loop, "cannot follow its symbolic links: Too many levels of symbolic links",
+         std::errc::too_many_symbolic_link_levels},
+    };
+    for (auto const& c : cases) {
+        try {
+            tv::to_file(Variant(1), c.path);
+            ADD_FAILURE() << c.path;
+        } catch (std::system_error const& e) {
+            EXPECT_TRUE(e.what() == failure(c.path, c.reason) && e.code() == c.code) << e.what();
+        }
     }
     // Serialization refuses before any file is touched.
     EXPECT_THROW(tv::to_file(settings{}, target), tv::missing_value);
     fs::remove(loop);
+    fs::remove(sub);
     expect_untouched();
+}
+
+// A save removes what killed saves of the same target left, and nothing else: not a name that only
+// starts alike, not a live save's file (locked), not another user's file, not a directory.
+TEST_F(Save, RemovesOnlyStrayTemporaryFiles) {
+    std::string const stem = "config.json.tmp-";
+    for (char const* name :
+         {"12-0", "4194304-4294967295", "12-", "-3", "1-2.bak", "1-2-3", "x-1", "9-1", "9-2"}) {
+        std::ofstream(dir + "/" + stem + name) << "left";
+    }
+    fs::create_directory(dir + "/" + stem + "5-5");
+    int const live = ::open((dir + "/" + stem + "9-1").c_str(), O_RDONLY);
+    ASSERT_EQ(::flock(live, LOCK_EX), 0);
+    bool const root = ::geteuid() == 0; // and then 9-2 another user's
+    ASSERT_TRUE(!root || ::chown((dir + "/" + stem + "9-2").c_str(), 65534, 65534) == 0);
+    tv::to_file(Variant(1), target);
+    std::set<std::string> left, kept{"config.json"};
+    for (char const* name :
+         {"12-", "-3", "1-2.bak", "1-2-3", "x-1", "9-1", "5-5", root ? "9-2" : "5-5"}) {
+        kept.insert(stem + name);
+    }
+    for (auto const& entry : fs::directory_iterator(dir)) {
+        left.insert(entry.path().filename());
+    }
+    EXPECT_EQ(left, kept);
+    ::close(live);
 }
 
 // Limits that only a process of its own may set: an ordinary user (root writes anywhere), and the
@@ -187,22 +271,108 @@ TEST_F(Save, InAProcessOfItsOwn) {
     EXPECT_EQ(bytes(target), big('x').toJson());
 }
 
-// A process killed while it saves over and over leaves one whole document or the other.
-TEST_F(Save, KilledMidwayLeavesAWholeDocument) {
-    std::string const a = big('a').toJson(), b = big('b').toJson();
-    tv::to_file(big('a'), target);
-    for (int round = 0; round < 12; ++round) {
-        pid_t const child = ::fork();
-        ASSERT_GE(child, 0);
-        while (child == 0) {
-            tv::to_file(big('b'), target);
-            tv::to_file(big('a'), target);
+// Makes the saves of this process take their other road, a named temporary file, as on a file
+// system without unnamed ones: /proc, through which an unnamed file gets its name, is hidden in a
+// mount namespace of its own. False where the process may not do that.
+bool hide_proc() {
+    return ::unshare(CLONE_NEWNS) == 0 &&
+           ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           ::mount("none", "/proc", "tmpfs", 0, nullptr) == 0;
+}
+
+// A child process that saves `value` to the target over and over, on the named road where it can.
+pid_t saving_child(bool named, Variant const& value) {
+    pid_t const child = ::fork();
+    if (child == 0) {
+        if (named) {
+            hide_proc();
         }
-        ::usleep(static_cast<useconds_t>(round * 2500));
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-        std::string const text = bytes(target);
-        EXPECT_TRUE(text == a || text == b) << "round " << round << ": " << text.size() << " bytes";
+        try {
+            for (;;) {
+                tv::to_file(value, target);
+            }
+        } catch (...) {
+            std::_Exit(4); // never back into the test's own code
+        }
+    }
+    return child;
+}
+
+// Ends a child of saving_child; true when nothing but the kill ended it.
+bool stop(pid_t child) {
+    int status = 0;
+    ::kill(child, SIGKILL);
+    return ::waitpid(child, &status, 0) == child && WIFSIGNALED(status) &&
+           WTERMSIG(status) == SIGKILL;
+}
+
+// Another user watching the directory with inotify opens every file that appears there and reads it
+// once the saves are done: no byte of a 0600 file's new text reaches it, on either road.
+TEST_F(Save, AnotherUserReadsNothingOfAPrivateFile) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "watching as another user needs root";
+    }
+    mode_t const mask = ::umask(022);
+    ASSERT_EQ(::chmod(target.c_str(), 0600), 0);
+    int const watch = ::inotify_init();
+    ASSERT_GE(::inotify_add_watch(watch, dir.c_str(), IN_CREATE | IN_MOVED_TO), 0);
+    pid_t const watcher = ::fork();
+    if (watcher == 0) {
+        asUser();
+        ::alarm(60); // whatever happens to the test
+        std::vector<int> opened;
+        alignas(inotify_event) char events[8192];
+        for (bool done = false; !done;) {
+            ssize_t const n = ::read(watch, events, sizeof events);
+            done = n <= 0;
+            for (ssize_t at = 0; at < n;) {
+                auto const* const e = reinterpret_cast<inotify_event const*>(events + at);
+                at += static_cast<ssize_t>(sizeof(inotify_event) + e->len);
+                done = done || std::string(e->name) == "done";
+                opened.push_back(::open((dir + "/" + e->name).c_str(), O_RDONLY));
+            }
+        }
+        int leaks = 0;
+        for (int const fd : opened) {
+            char text[64] = {};
+            leaks +=
+                fd >= 0 && ::read(fd, text, sizeof text - 1) > 0 && std::strstr(text, "secret");
+        }
+        std::_Exit(std::min(leaks, 100));
+    }
+    ::close(watch);
+    for (int i = 0; i < 300; ++i) {
+        tv::to_file(Variant("secret-" + std::to_string(i)), target);
+    }
+    pid_t const named = saving_child(true, Variant("secret-named"));
+    ::usleep(300000);
+    EXPECT_TRUE(stop(named));
+    EXPECT_EQ(mode(target), 0600u);
+    std::ofstream(dir + "/done").put('x');
+    int status = 0;
+    ASSERT_EQ(::waitpid(watcher, &status, 0), watcher);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "leaks: " << WEXITSTATUS(status);
+    ::umask(mask);
+}
+
+// A process killed while it saves over and over, at random points and on either road, leaves one
+// whole document or the other, and the next save removes the temporary file it may have left (about
+// one round in five leaves one). Meanwhile a save of this process takes no live save's file for a
+// stray, nor the other way round: neither save fails.
+TEST_F(Save, KilledMidwayLeavesAWholeDocumentAndNoStray) {
+    Variant const a = big('a', 2000), b = big('b', 2000);
+    tv::to_file(a, target);
+    std::minstd_rand random(20240611);
+    for (int round = 0; round < 30; ++round) {
+        pid_t const child = saving_child(round % 2 == 1, b);
+        ASSERT_GE(child, 0);
+        ::usleep(std::uniform_int_distribution<useconds_t>(0, 40000)(random));
+        tv::to_file(a, target);
+        EXPECT_TRUE(stop(child)) << "round " << round;
+        Variant const text = Variant::fromJson(bytes(target));
+        EXPECT_TRUE(text == a || text == b) << "round " << round;
+        tv::to_file(a, target);
+        EXPECT_EQ(entries(), 1) << "round " << round;
     }
 }
 

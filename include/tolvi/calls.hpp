@@ -182,16 +182,20 @@ T from_json(std::string const& text, options const& o = {}) {
     return v;
 }
 
+// Reads at most o.read_limit_bytes (read_text_file); a file that cannot be read throws its
+// std::system_error, with the errno as code().
 template <class T>
 void from_file(T& v, std::string const& path, options const& o = {}) {
-    detail::read_whole(v, detail::parse_document(read_text_file(path)), o, true);
+    detail::read_whole(v, detail::parse_document(read_text_file(path, o.read_limit_bytes)), o,
+                       true);
 }
 
 // A file's JSON value as a Variant: document_error for text that is not JSON (empty text included),
-// with the parser's line and column; `v` is replaced only when the file parsed. The text is freed
-// once it has been read, and a large document is parsed one value at a time (parse_json).
-inline void from_file(Variant& v, std::string const& path) {
-    v = detail::parse_document(read_text_file(path));
+// with the parser's line and column; `v` is replaced only when the file parsed. Reads at most
+// o.read_limit_bytes, as above. The text is freed once it has been read, and a large document is
+// parsed one value at a time (parse_json).
+inline void from_file(Variant& v, std::string const& path, options const& o = {}) {
+    v = detail::parse_document(read_text_file(path, o.read_limit_bytes));
 }
 
 template <class T>

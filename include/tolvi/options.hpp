@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
+
 #include <tolvi/context.hpp>
+#include <tolvi/files.hpp>
 
 namespace korvax {
 namespace tolvi {
@@ -11,6 +14,7 @@ struct options {
     source_type_t const* source_type = nullptr; // null: _ac::source_type::unspecified
     bool patch = false;
     bool strict_keys = false; // reading refuses keys that a record does not describe
+    std::size_t read_limit_bytes = default_read_limit; // from_file refuses a longer file
 
     constexpr options& from(source_type_t const& st) noexcept {
         source_type = &st;
@@ -22,6 +26,10 @@ struct options {
     }
     constexpr options& strict(bool on = true) noexcept {
         strict_keys = on;
+        return *this;
+    }
+    constexpr options& read_limit(std::size_t bytes) noexcept {
+        read_limit_bytes = bytes;
         return *this;
     }
 };

@@ -1,11 +1,13 @@
 // tolvi: JSON files seen exactly as the library sees them, for a shell on the device. Built on the
 // public interface alone, so that what it says is what an application linking the library gets.
 
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <iostream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <tolvi/tolvi.hpp>
@@ -40,16 +42,44 @@ std::string name_of(std::string const& file) {
     return file == "-" ? "<stdin>" : file;
 }
 
-Variant read_json(std::string const& file) {
-    std::string text;
-    if (file == "-") {
-        text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-        if (std::cin.bad()) {
-            throw std::runtime_error("unable to read standard input");
+// What the tool writes that came from a document or a file name, with the control bytes
+// (below 0x20, and 0x7F) escaped as JSON escapes them, so that no text can drive the terminal.
+// Nothing else is escaped, backslashes included: escaping twice changes nothing.
+std::string shown(std::string const& text) {
+    std::string out;
+    for (char const c : text) {
+        auto const byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7F) {
+            char escape[7];
+            std::snprintf(escape, sizeof escape, "\\u%04x", byte);
+            out += escape;
+        } else {
+            out += c;
         }
-    } else {
-        text = tolvi::read_text_file(file);
     }
+    return out;
+}
+
+// Standard input, up to the library's limit for files; a closed or unreadable one says why.
+std::string read_standard_input() {
+    std::string text;
+    char chunk[16384];
+    for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, stdin)) > 0;) {
+        if (n > tolvi::default_read_limit - text.size()) {
+            throw std::system_error(EFBIG, std::generic_category(),
+                                    "unable to read standard input: longer than " +
+                                        std::to_string(tolvi::default_read_limit) + " bytes");
+        }
+        text.append(chunk, n);
+    }
+    if (std::ferror(stdin)) {
+        throw std::system_error(errno, std::generic_category(), "unable to read standard input");
+    }
+    return text;
+}
+
+Variant read_json(std::string const& file) {
+    std::string const text = file == "-" ? read_standard_input() : tolvi::read_text_file(file);
     Variant value;
     tolvi::parse_failure why;
     if (!tolvi::parse_json(text, value, why)) {
@@ -118,7 +148,7 @@ int merge(std::string const& file, std::string const& patch_file, std::string co
     Variant const patch = read_json(patch_file);
     if (!target.mergeWith(patch)) {
         std::string const where = conflict(target, patch, "$", file, patch_file);
-        std::cerr << "tolvi: merge refused" << where << "; nothing was changed\n";
+        std::cerr << "tolvi: merge refused" << shown(where) << "; nothing was changed\n";
         return exit_no;
     }
     if (out.empty()) {
@@ -178,10 +208,10 @@ int main(int argc, char** argv) {
     try {
         status = run(args, out);
     } catch (not_json const& e) {
-        std::cerr << e.what() << '\n';
+        std::cerr << shown(e.what()) << '\n';
         return exit_bad;
     } catch (std::exception const& e) {
-        std::cerr << "tolvi: " << e.what() << '\n';
+        std::cerr << "tolvi: " << shown(e.what()) << '\n';
         return exit_bad;
     }
     if (!std::cout.flush()) {

@@ -16,6 +16,7 @@ printf '%s' '{"mtu": 1400, "ssid": "x"}' >net.json
 printf '{"a": 1,\n "b": tru}' >bad.json
 printf '%s' '{"net": {"mtu": "big"}}' >conflict.json
 printf '%s' '{"net": {"mtu": 1500}, "tags": null}' >patch.json
+printf '%s' '{"k\u001b\u0007": 1}' >ctl.json
 
 run() { "${tool[@]}" "$@"; }
 
@@ -72,9 +73,13 @@ done <<'EOF'
 0  |                           |                                        | check dev.json
 2  |                           | bad.json:2:9: invalid token near 'tru' | check bad.json
 2  |                           | <stdin>:1:0: unexpected token near end of file | check - </dev/null
-2  |                           | tolvi: unable to open file “none.json” | check none.json
+2  |                           | tolvi: unable to open file “none.json” for deserialization: No such file or directory | check none.json
+2  |                           | tolvi: unable to read file “.”: Is a directory | check .
+2  |                           | tolvi: unable to read standard input: Bad file descriptor | check - <&-
+2  |                           | tolvi: unable to open file “no\u001b[2J.json” | get $'no\e[2J.json' '$'
 1  |                           | tolvi: merge refused at $.net.mtu: dev.json holds an integer, conflict.json a string; nothing was changed | merge dev.json conflict.json -o dev.json
 2  |                           | bad.json:2:9:                          | merge dev.json bad.json -o dev.json
+1  |                           | tolvi: merge refused at $.k\u001b\u0007: ctl.json holds an integer, <stdin> a string | merge ctl.json - <<<'{"k\u001b\u0007": "s"}'
 2  |                           | tolvi: unable to save file             | merge dev.json patch.json -o none/dev.json
 0  | {"name":"hall-7","net":{"mtu":1400},"ratio":47.123456789,"tags":["a","b"]} | | get dev.json '$'
 0  | {"name":"hall-7","net":{"mtu":1500},"ratio":47.123456789} |        | merge - patch.json <dev.json
