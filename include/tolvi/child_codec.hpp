@@ -232,13 +232,18 @@ bool take_from_document(impl_base const& c, bool patch, T& v, data_t const* d) n
 // Runs the codec of T as a child of `parent`.
 template <class T>
 void run(impl_base const& parent, void const* other, T const& v, data_t const* d) {
-    if (take_from_document(parent, parent.patch, const_cast<T&>(v), d)) {
-        return;
-    }
     impl<T> codec;
     codec.set_operation(parent);
     codec.set_data(other_for_child(parent, other), const_cast<T*>(&v), const_cast<data_t*>(d));
     codec.apply();
+}
+
+// Reads into a value the target held before: a patch updates it in place.
+template <class T>
+void read_held(impl_base const& parent, T& v, data_t const* d) {
+    if (!take_from_document(parent, parent.patch, v, d)) {
+        run(parent, nullptr, v, d);
+    }
 }
 
 // Reads a value the target did not hold before. An opaque block is then taken whole: a merge

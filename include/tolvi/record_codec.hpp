@@ -238,7 +238,7 @@ private:
         T& v = access::raw(m);
         detail::at<T>(*this, name, d, [&] {
             if (access::holds_value(m)) {
-                detail::run(*this, nullptr, v, d);
+                detail::read_held(*this, v, d);
             } else {
                 if constexpr (detail::is_record<T>::value) {
                     v = T(); // members the document leaves out must not survive from before
