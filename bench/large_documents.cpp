@@ -115,11 +115,12 @@ struct side {
 struct measured {
     std::vector<double> medians;    // per side, seconds per unit
     std::vector<double> ratios;     // per side, the median of its time over side 0's
-    double spread_max_over_min = 0; // the median of max/min over the sides, per round
+    double spread_max_over_min = 0; // the largest of `ratios` over the smallest
 };
 
 // Runs the sides in turn, `rounds` times, the order reversed every other round; each run repeats
-// its side until it has taken 0.2 s at least.
+// its side until it has taken 0.2 s at least. A side's ratio to side 0 is the median of the
+// ratios of the rounds, so that a busy spell, which slows both sides of a round, does not count.
 measured interleave(std::vector<side> const& sides, int rounds) {
     std::vector<int> reps(sides.size(), 1);
     for (std::size_t s = 0; s < sides.size(); ++s) {
@@ -130,7 +131,6 @@ measured interleave(std::vector<side> const& sides, int rounds) {
     }
     std::vector<std::vector<double>> per(sides.size());
     std::vector<std::vector<double>> ratio(sides.size());
-    std::vector<double> spread;
     for (int r = 0; r < rounds; ++r) {
         std::vector<double> t(sides.size());
         for (std::size_t k = 0; k < sides.size(); ++k) {
@@ -145,15 +145,14 @@ measured interleave(std::vector<side> const& sides, int rounds) {
             per[s].push_back(t[s]);
             ratio[s].push_back(t[s] / t[0]);
         }
-        spread.push_back(*std::max_element(t.begin(), t.end()) /
-                         *std::min_element(t.begin(), t.end()));
     }
     measured m;
     for (std::size_t s = 0; s < sides.size(); ++s) {
         m.medians.push_back(median(per[s]));
         m.ratios.push_back(median(ratio[s]));
     }
-    m.spread_max_over_min = median(spread);
+    m.spread_max_over_min = *std::max_element(m.ratios.begin(), m.ratios.end()) /
+                            *std::min_element(m.ratios.begin(), m.ratios.end());
     return m;
 }
 
