@@ -247,6 +247,7 @@ private:
                 detail::read_fresh(*this, v, d);
             }
         });
+        detail::drop_read(*this, d);
         access::mark_held(m);
     }
 
