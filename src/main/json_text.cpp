@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "json_trees.hpp"
+#include "shown_text.hpp"
 
 namespace korvax {
 namespace tolvi {
@@ -129,34 +130,9 @@ private:
             }
             text.append(s, plain, i - plain);
             plain = i + 1;
-            switch (c) {
-            case '"':
-                text += "\\\"";
-                break;
-            case '\\':
-                text += "\\\\";
-                break;
-            case '\b':
-                text += "\\b";
-                break;
-            case '\f':
-                text += "\\f";
-                break;
-            case '\n':
-                text += "\\n";
-                break;
-            case '\r':
-                text += "\\r";
-                break;
-            case '\t':
-                text += "\\t";
-                break;
-            default: {
-                char const hex[] = "0123456789ABCDEF";
-                char const escape[] = {'\\', 'u', '0', '0', hex[c >> 4], hex[c & 15]};
-                text.append(escape, sizeof escape);
-            }
-            }
+            char escape[6] = {'\\', static_cast<char>(c)};
+            text.append(escape,
+                        c >= 0x20 ? 2 : detail::control_escape(c, escape, "0123456789ABCDEF"));
         }
         text.append(s, plain, n - plain);
         text += '"';
