@@ -166,9 +166,9 @@ private:
     template <class R, auto M>
     void member(field<M> const& f, Variant::map_type& properties, Variant::vector_type& required,
                 Variant::vector_type& rules) {
-        using W = typename member_pointer<decltype(M)>::wrapper;
-        using T = typename W::value_type;
-        constexpr bool is_required = std::is_same<W, tolvi::required<T>>::value;
+        using form = member_form<typename member_pointer<decltype(M)>::declared>;
+        using T = typename form::value_type;
+        constexpr bool is_required = !form::is_optional;
         refusals const refused = refused_sources<R, M>();
         bool const refuses = std::find(refused.types, refused.types + refused.count, source_) !=
                              refused.types + refused.count;
