@@ -271,6 +271,15 @@ struct holds_records<std::map<K, T>>
     : std::bool_constant<(std::is_same<K, std::string>::value || is_map_key<K>::value) &&
                          holds_records<T>::value> {};
 
+// The index at which the i-th element `e` of a list or set C is written: i, unless C writes its
+// elements in another order than it keeps them (sets.hpp).
+template <class C>
+struct written_index {
+    static std::size_t of(C const&, typename C::value_type const&, std::size_t i) noexcept {
+        return i;
+    }
+};
+
 template <class T>
 void check_provided(T const& v);
 
@@ -318,7 +327,7 @@ void check_provided(T const& v) {
                 }
             } catch (document_error& error) {
                 if constexpr (!is_map<T>::value) {
-                    error.prepend_index(i);
+                    error.prepend_index(written_index<T>::of(v, e, i));
                 } else if constexpr (std::is_same<typename T::key_type, std::string>::value) {
                     error.prepend_key(e.first);
                 } else {
