@@ -2,6 +2,12 @@
 
 // The codec of a record declared with TOLVI_RECORD (record_description.hpp).
 //
+// Every member takes the same road through composite_impl's decisions, with the flags that its
+// declared type gives it (member_form, members.hpp): a plain member is required and always
+// provided, a std::optional one optional and never unprovided, and required<T> and optional<T>
+// say what they hold. Below, "optional member" means std::optional<T> and optional<T> alike, and
+// a std::nullopt is a disengaged member.
+//
 // Reading (from_variant, from_json, from_file):
 // - Without patch, a required member must be present and not null. A null disengages an optional
 //   member; an absent one is disengaged too in the record calls (so that what they read can be
