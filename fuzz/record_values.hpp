@@ -509,6 +509,13 @@ inline void check_record_values(std::string const& input) {
         tv::from_json(back, text);
         tolvi_fuzz::require(tv::equal(back, expected), "a saved record loads back different");
         tolvi_fuzz::require(tv::to_json(back) == text, "a loaded record saves other bytes");
+        // The same record through the specified route (fromJson's Variant, not consumed), and
+        // through the stepwise parse of large text.
+        values whole, stepwise;
+        tv::from_variant(whole, Variant::fromJson(text));
+        tv::from_json(stepwise, std::string(256 * 1024, ' ') + text);
+        tolvi_fuzz::require(tv::equal(whole, back) && tv::equal(stepwise, back),
+                            "the record calls' routes read different records");
     }
 
     // Patches leave unprovided members out, so they carry records with holes too. Read into a new

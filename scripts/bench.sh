@@ -4,13 +4,14 @@
 #
 #   scripts/bench.sh [--quick] [tolvi_bench flags, e.g. --benchmark_repetitions=9]
 #
-# Installs what it needs with apt-get (Google Benchmark, nlohmann::json, GNU time, the armhf cross
-# compiler and Jansson for armhf), builds build/bench (host, Release) and build/bench-armhf (the
-# stripped armhf library sizes), measures the peak memory of parsing canada.json with
-# /usr/bin/time -v, then runs the benchmarks, each group in a process of its own, in two passes
-# (TOLVI_BENCH_PASSES): about twelve minutes on two cores. Build logs go to build/logs/bench-*.log. The documents are read from
-# ../shared/bench-data beside the checkout (TOLVI_BENCH_DATA_DIR overrides it); a missing one is
-# skipped with a notice.
+# Installs what it needs with apt-get (scripts/deps.sh bench: Google Benchmark, nlohmann::json,
+# GNU time, the armhf cross compiler and Jansson for armhf), builds build/bench (host, Release) and
+# build/bench-armhf (the stripped armhf library sizes), measures the peak memory of parsing
+# canada.json with /usr/bin/time -v, then runs the benchmarks, each group in a process of its own,
+# in two passes (TOLVI_BENCH_PASSES), and last tolvi_large_documents (peak heap of large
+# documents, interleaved ratios): about fifteen minutes on two cores. Build logs go to
+# build/logs/bench-*.log. The documents are read from ../shared/bench-data beside the checkout
+# (TOLVI_BENCH_DATA_DIR overrides it); a missing one is skipped with a notice.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -23,37 +24,7 @@ note() {
     echo "bench: $*" >&2
 }
 
-bash scripts/deps.sh demo >&2
-
-# The packages of the benchmark alone, installed the way deps.sh installs the build's.
-packages=(libbenchmark-dev nlohmann-json3-dev time binutils g++-arm-linux-gnueabihf
-    libjansson-dev:armhf)
-native=$(dpkg --print-architecture)
-installed() {
-    local p=$1 status
-    [[ $p == *:* ]] || p="$p:$native"
-    status=$(dpkg-query -W -f='${Status}' "$p" 2>/dev/null || dpkg-query -W -f='${Status}' "$1" \
-        2>/dev/null || true)
-    [[ $status == "install ok installed" ]]
-}
-missing=()
-for p in "${packages[@]}"; do
-    installed "$p" || missing+=("$p")
-done
-if ((${#missing[@]} > 0)); then
-    sudo=()
-    if [[ $(id -u) != 0 ]]; then
-        sudo=(sudo)
-    fi
-    export DEBIAN_FRONTEND=noninteractive
-    apt=("${sudo[@]}" apt-get -o DPkg::Lock::Timeout=600 -o APT::Get::Assume-Yes=true)
-    if ! dpkg --print-foreign-architectures | grep -qx armhf; then
-        "${sudo[@]}" dpkg --add-architecture armhf
-    fi
-    note "installing ${missing[*]}"
-    "${apt[@]}" update >&2 || note "apt-get update reported errors; continuing"
-    "${apt[@]}" install --no-install-recommends "${missing[@]}" >&2
-fi
+bash scripts/deps.sh bench >&2
 
 data_dir=${TOLVI_BENCH_DATA_DIR:-$(cd "$root/.." && pwd)/shared/bench-data}
 
@@ -61,7 +32,7 @@ note "building build/bench (Release)"
 cmake -S "$root" -B build/bench -DCMAKE_BUILD_TYPE=Release -DTOLVI_WERROR=ON \
     -DTOLVI_BUILD_BENCH=ON -DTOLVI_BUILD_TESTS=OFF -DTOLVI_BUILD_EXAMPLES=OFF -DTOLVI_INSTALL=OFF \
     -DTOLVI_BENCH_DATA_DIR="$data_dir" >"$logs/bench-host.log" 2>&1
-cmake --build build/bench -j"$jobs" --target tolvi_bench tolvi_peak_memory \
+cmake --build build/bench -j"$jobs" --target tolvi_bench tolvi_peak_memory tolvi_large_documents \
     >>"$logs/bench-host.log" 2>&1 || {
     tail -n 40 "$logs/bench-host.log" >&2
     exit 1
@@ -127,3 +98,12 @@ for ((pass = 1; pass <= passes; ++pass)); do
     done
 done
 build/bench/bench/tolvi_bench "${results[@]}" "${peak_flags[@]}" "${armhf_flags[@]}"
+
+# Large documents in small memory: peak heap of loading and saving, and the ratios run
+# interleaved (tolvi_large_documents; its documents are written to build/bench and removed).
+note "large documents: peak heap and interleaved ratios"
+quick=()
+if [[ " $* " == *" --quick "* ]]; then
+    quick=(--quick)
+fi
+build/bench/bench/tolvi_large_documents --data-dir="$data_dir" --work-dir=build/bench "${quick[@]}"

@@ -6,13 +6,16 @@
 #                          Jansson and GoogleTest for armhf, and qemu-user to run the armhf tests;
 #                          valgrind, clang-14 with libFuzzer for the fuzz targets, and
 #                          python3-jsonschema, the validator that checks the records' JSON Schemas
+#   scripts/deps.sh bench  the demo's, plus what the benchmarks alone use: Google Benchmark,
+#                          nlohmann::json (the alternative they measure against), GNU time, and
+#                          the armhf cross compiler and Jansson for the device's library sizes
 set -euo pipefail
 
 mode=${1:-demo}
 case "$mode" in
-demo | test) ;;
+demo | test | bench) ;;
 *)
-    echo "usage: $0 [demo|test]" >&2
+    echo "usage: $0 [demo|test|bench]" >&2
     exit 2
     ;;
 esac
@@ -24,6 +27,10 @@ if [[ $mode == test ]]; then
     packages+=(binutils git libgtest-dev clang-format-14
         g++-arm-linux-gnueabihf qemu-user libjansson-dev:armhf libgtest-dev:armhf
         valgrind clang-14 libclang-rt-14-dev python3-jsonschema)
+fi
+if [[ $mode == bench ]]; then
+    packages+=(libbenchmark-dev nlohmann-json3-dev time binutils g++-arm-linux-gnueabihf
+        libjansson-dev:armhf)
 fi
 
 status() {
@@ -54,7 +61,7 @@ fi
 export DEBIAN_FRONTEND=noninteractive
 apt=("${sudo[@]}" apt-get -o DPkg::Lock::Timeout=600 -o APT::Get::Assume-Yes=true)
 
-if [[ $mode == test ]] && ! dpkg --print-foreign-architectures | grep -qx armhf; then
+if [[ $mode != demo ]] && ! dpkg --print-foreign-architectures | grep -qx armhf; then
     "${sudo[@]}" dpkg --add-architecture armhf
 fi
 

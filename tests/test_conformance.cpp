@@ -13,6 +13,7 @@
 #include <tolvi/Variant.hpp>
 
 #include "../fuzz/checks.hpp"
+#include "../fuzz/large_text.hpp"
 #include "../fuzz/printing.hpp"
 #include "../fuzz/record_values.hpp"
 #include "test_support.hpp"
@@ -70,7 +71,8 @@ TEST(fuzz_inputs, HoldEveryProperty) {
         {"jsonpath", tolvi_fuzz::check_jsonpath},
         {"records", tolvi_fuzz::check_records},
         {"printing", tolvi_fuzz::check_printing},
-        {"record_values", fuzzrec::check_record_values}};
+        {"record_values", fuzzrec::check_record_values},
+        {"large_text", tolvi_fuzz::check_large_text}};
     for (auto const& [name, check] : targets) {
         int inputs = 0;
         for (char const* kind : {"corpus", "regressions"}) {

@@ -87,6 +87,18 @@ TEST(JsonFiles, ReadsTextOrSaysWhyNot) {
     tv::from_file(read, path, tv::options().read_limit(5));
     EXPECT_EQ(read, (std::vector<int>{1, 2}));
     EXPECT_THROW(tv::from_file(read, path, tv::options().read_limit(4)), std::system_error);
+    // Into a Variant: replaced only by JSON text; bad text says where, as the parser does.
+    Variant v;
+    tv::from_file(v, path);
+    EXPECT_EQ(v, Variant::fromJson("[1,2]"));
+    std::ofstream(path) << "[1,\n 2 x]";
+    try {
+        tv::from_file(v, path);
+        ADD_FAILURE() << "bad text read";
+    } catch (tv::document_error const& e) {
+        EXPECT_TRUE(e.line() == 2 && e.column() == 4 && v == Variant::fromJson("[1,2]"))
+            << e.what();
+    }
     std::remove(path.c_str());
 }
 

@@ -184,6 +184,9 @@ TEST(MemberKinds, RefusedValues) {
     a.levels = {std::nan(""), 2.0, 1.0};
     EXPECT_THROW_MSG(tv::to_json(a), tv::unwritable_value,
                      "/levels/2: NaN cannot be written as JSON");
+    // Parsed text is the call's own, and its strings are moved into the set as it is read.
+    EXPECT_THROW_MSG(tv::from_json<std::unordered_set<std::string>>(R"(["a","b","a"])"),
+                     tv::document_error, R"(/2: duplicate element: "a")");
     std::set<int> s; // driven by hand
     Variant doc = json("[1,1]");
     EXPECT_THROW(tolvi_test::run<tv::impl<std::set<int>>>(tv::deserialize_from_json, &s, &doc),

@@ -6,6 +6,7 @@
 // records (record_codec.hpp tells what each does with members).
 
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -48,12 +49,15 @@ void write_document(T const& v, Variant& out, options const& o, T const* baselin
 
 // The root of every record call that reads, into `v` itself. The messages of the library's
 // refusals are left without the document (top_level is null): only the refused value is shown.
+// `consume`: the document is the call's own, and what was read is dropped from it as the value
+// grows.
 template <class T>
-void read_document(T& v, Variant const& document, options const& o) {
+void read_document(T& v, Variant const& document, options const& o, bool consume = false) {
     if constexpr (check_type<T, T>()) {
         data_t const* doc = as_data(&document);
         read_settings settings;
         settings.strict = o.strict_keys;
+        settings.consume = consume;
         impl<T> codec;
         codec.set_operation(deserialize_from_json, nullptr);
         codec.set_source_type(o.source_type);
@@ -75,12 +79,59 @@ void read_document(T& v, Variant const& document, options const& o) {
     }
 }
 
+// Moves what `from` read into `to`, member by member. A nested record that both hold is moved
+// member by member too, so that the fields a record does not declare keep their values, as they do
+// when a document is read into the record itself.
+template <class R>
+void take_members(R& to, R& from) noexcept;
+
+template <class R, auto M>
+void take_member(R& to, R& from, field<M> const&) noexcept {
+    using form = member_form<typename member_pointer<decltype(M)>::declared>;
+    if constexpr (is_record<typename form::value_type>::value) {
+        if (form::quality(to.*M) == engaged && form::quality(from.*M) == engaged) {
+            take_members(form::raw(to.*M), form::raw(from.*M));
+            return;
+        }
+    }
+    to.*M = std::move(from.*M);
+}
+
+template <class R>
+void take_members(R& to, R& from) noexcept {
+    std::apply([&](auto const&... f) { (take_member(to, from, f), ...); }, record_fields<R>());
+}
+
+// Reads into `v`, all or nothing. A whole document (no patch) sets every member whatever `v` held,
+// so it is read into a fresh record and only then moved in: the old record is not copied, and lives
+// beside the new one only as long as the document does not. A patch is read into a copy.
+template <class T>
+void read_whole(T& v, Variant const& document, options const& o, bool consume) {
+    if constexpr (codec_traits<T>::all_or_nothing) {
+        read_document(v, document, o, consume);
+    } else {
+        if constexpr (is_record<T>::value && std::is_default_constructible<T>::value) {
+            if (!o.patch) {
+                T fresh{};
+                read_document(fresh, document, o, consume);
+                take_members(v, fresh);
+                return;
+            }
+        }
+        T copy(v);
+        read_document(copy, document, o, consume);
+        v = std::move(copy);
+    }
+}
+
 // Text that is not JSON, as document_error::not_json tells it; nothing is logged. A strict read
-// also refuses a key that an object holds twice.
-inline Variant parse_document(std::string const& text, options const& o) {
+// also refuses a key that an object holds twice. Text handed over (from a file) is freed as soon
+// as it has been read.
+template <class Text>
+Variant parse_document(Text&& text, options const& o) {
     Variant document;
     parse_failure why;
-    if (!parse_json(text, document, why, o.strict_keys)) {
+    if (!parse_json(std::forward<Text>(text), document, why, o.strict_keys)) {
         throw document_error::not_json(std::move(why.reason), why.line, why.column, why.position);
     }
     return document;
@@ -113,19 +164,15 @@ void to_file(T const& v, std::string const& path, options const& o = {}) {
 }
 
 // Every record read call throws document_error for a document it refuses, with the refused
-// value's path (bad text: the parser's line and column), and leaves `v` as it was: a record or a
-// map is read into a copy that replaces it on success; the other types are filled aside by their
-// codecs already. A whole document (no patch) leaves every optional member it lacks disengaged; a
-// patch that leaves any member unprovided is refused (record_codec.hpp).
+// value's path (bad text: the parser's line and column), and leaves `v` as it was: a record is
+// read aside (a whole document into a fresh record, a patch into a copy) and moved in on success,
+// and a map is read into a copy; the other types are filled aside by their codecs already. A whole
+// document (no patch) leaves every optional member it lacks disengaged; a patch that leaves any
+// member unprovided is refused (record_codec.hpp). The calls that parse text drop each value from
+// the parsed document once it is read, so that the document and the record are never both whole.
 template <class T>
 void from_variant(T& v, Variant const& document, options const& o = {}) {
-    if constexpr (detail::codec_traits<T>::all_or_nothing) {
-        detail::read_document(v, document, o);
-    } else {
-        T copy(v);
-        detail::read_document(copy, document, o);
-        v = std::move(copy);
-    }
+    detail::read_whole(v, document, o, false);
 }
 
 // Typed reads into a fresh value: `int port = tolvi::from_variant<int>(doc.get("port"));`
@@ -139,19 +186,30 @@ T from_variant(Variant const& document, options const& o = {}) {
 
 template <class T>
 void from_json(T& v, std::string const& text, options const& o = {}) {
-    from_variant(v, detail::parse_document(text, o), o);
+    detail::read_whole(v, detail::parse_document(text, o), o, true);
 }
 
 template <class T>
 T from_json(std::string const& text, options const& o = {}) {
-    return from_variant<T>(detail::parse_document(text, o), o);
+    T v{};
+    detail::read_document(v, detail::parse_document(text, o), o, true);
+    return v;
 }
 
 // Reads at most o.read_limit_bytes (read_text_file); a file that cannot be read throws its
 // std::system_error, with the errno as code().
 template <class T>
 void from_file(T& v, std::string const& path, options const& o = {}) {
-    from_variant(v, detail::parse_document(read_text_file(path, o.read_limit_bytes), o), o);
+    detail::read_whole(v, detail::parse_document(read_text_file(path, o.read_limit_bytes), o), o,
+                       true);
+}
+
+// A file's JSON value as a Variant: document_error for text that is not JSON (empty text included),
+// with the parser's line and column; `v` is replaced only when the file parsed. Reads at most
+// o.read_limit_bytes, as above. The text is freed once it has been read, and a large document is
+// parsed one value at a time (parse_json).
+inline void from_file(Variant& v, std::string const& path, options const& o = {}) {
+    v = detail::parse_document(read_text_file(path, o.read_limit_bytes), o);
 }
 
 template <class T>

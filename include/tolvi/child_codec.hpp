@@ -21,6 +21,7 @@
 #include <tolvi/json_text.hpp>
 #include <tolvi/merge_patch.hpp>
 #include <tolvi/opaque_json_block.hpp>
+#include <tolvi/options.hpp>
 #include <tolvi/record_description.hpp>
 
 namespace korvax {
@@ -231,6 +232,31 @@ void check_input(impl_base const& c, data_t const* d) {
     }
 }
 
+// In a record call that owns its document, a string, or an opaque block read whole, is moved out
+// of the document instead of copied: it is dropped from it right after anyway (drop_read). True
+// when it was. A patch merges into a block the record holds (read_held) and never comes here.
+template <class T>
+bool take_from_document(impl_base const& c, T& v, data_t const* d) noexcept {
+    constexpr bool text = std::is_same<T, std::string>::value;
+    if constexpr (text || std::is_same<T, opaque_json_block>::value) {
+        read_settings const* const settings = settings_of(c);
+        if (settings == nullptr || !settings->consume) {
+            return false;
+        }
+        Variant& source = *const_cast<data_t*>(d);
+        if constexpr (text) {
+            if (source.type != Variant::String) {
+                return false; // the codec refuses it
+            }
+            v = std::move(*source.value.stringValue);
+        } else {
+            v.json = std::move(source);
+        }
+        return true;
+    }
+    return false;
+}
+
 // Runs the codec of T as a child of `parent`.
 template <class T>
 void run(impl_base const& parent, void const* other, T const& v, data_t const* d) {
@@ -253,6 +279,9 @@ struct is_map<std::map<K, T>> : std::true_type {};
 // nothing.
 template <class T>
 void read_fresh(impl_base const& parent, T& v, data_t const* d) {
+    if (take_from_document(parent, v, d)) {
+        return;
+    }
     impl<T> codec;
     codec.set_operation(parent);
     if constexpr (std::is_same<T, opaque_json_block>::value) {
@@ -279,7 +308,9 @@ void read_held(impl_base const& parent, T& v, data_t const* d) {
             return;
         }
     }
-    run(parent, nullptr, v, d);
+    if (!take_from_document(parent, v, d)) {
+        run(parent, nullptr, v, d);
+    }
 }
 
 // Writes `v`, as what changed from `base` where make_patch gives one: a record member by member, a
@@ -303,6 +334,15 @@ void write_changes(impl_base const& parent, T const& v, T const* base, data_t* d
         }
     }
     run(parent, nullptr, v, d);
+}
+
+// Drops a value that was read from a document the record call owns (parsed from text), so that the
+// document shrinks as the value grows: the two are never whole at once.
+inline void drop_read(impl_base const& c, data_t const* d) noexcept {
+    read_settings const* const settings = settings_of(c);
+    if (settings != nullptr && settings->consume) {
+        *const_cast<data_t*>(d) = Variant();
+    }
 }
 
 // Compares in a flag of its own, so a codec that stores `true` cannot hide a difference found

@@ -198,6 +198,7 @@ public:
                         detail::read_fresh(*this, out[i], d);
                     }
                 });
+                detail::drop_read(*this, d);
             }
             *static_cast<list*>(value) = std::move(out);
             break;
@@ -247,6 +248,7 @@ public:
             for (std::size_t i = 0; i < N; ++i) {
                 data_t const* const d = as_data(&in[i]);
                 detail::at<T>(*this, i, d, [&] { detail::read_fresh(*this, out[i], d); });
+                detail::drop_read(*this, d);
             }
             *static_cast<list*>(value) = std::move(out);
             break;
@@ -397,6 +399,7 @@ private:
             }
             data_t const* const d = as_data(&source);
             detail::at<T>(*this, key, d, [&] { detail::read_fresh(*this, *slot, d); });
+            detail::drop_read(*this, d);
         }
         *static_cast<dict*>(value) = std::move(out);
     }
@@ -420,6 +423,7 @@ private:
                     detail::read_held(*this, slot->second, d);
                 }
             });
+            detail::drop_read(*this, d);
         }
     }
 

@@ -22,9 +22,17 @@ struct parse_failure {
 
 // Parses like Variant::fromJson (any value at the top, up to the first NUL byte), but logs
 // nothing: on text that is not JSON (empty text included) it returns false, fills `why` and
-// leaves `out` as it was. With `unique_keys`, an object that holds a key twice is refused too;
-// otherwise the last value of the key is kept.
+// leaves `out` as it was.
+// A large document is parsed one value of its outer containers at a time, so that it never stands
+// whole as the parser's tree beside the Variant; what it gives or refuses is the same.
+TOLVI_API bool parse_json(std::string const& text, Variant& out, parse_failure& why);
+// The same, and with `unique_keys` an object that holds a key twice is refused too; otherwise the
+// last value of the key is kept.
 TOLVI_API bool parse_json(std::string const& text, Variant& out, parse_failure& why,
+                          bool unique_keys);
+// The same for text the caller gives up: it is freed as soon as it has been read, before the
+// Variant is built from the parser's tree.
+TOLVI_API bool parse_json(std::string&& text, Variant& out, parse_failure& why,
                           bool unique_keys = false);
 
 // The compact text of toJson, except that each double is written with the fewest significant
@@ -42,6 +50,9 @@ TOLVI_API std::string to_json(Variant const& value);
 TOLVI_API void check_writable(Variant const& value);
 
 namespace detail {
+// The parser's own report, `text`, as parse_failure::reason gives it: the quoted token's control
+// bytes escaped, and no parser flag named that nobody using the library can set.
+TOLVI_API std::string parser_reason(char const* text);
 // The same for one key of an object: unwritable_value with the path "".
 TOLVI_API void check_writable_key(std::string const& key);
 } // namespace detail

@@ -41,7 +41,8 @@ namespace detail {
 // it too, to say that they are record calls); a codec run outside the calls finds null there and
 // reads and writes exactly as the framework does.
 struct read_settings {
-    bool strict = false; // refuse keys that a record does not describe
+    bool strict = false;  // refuse keys that a record does not describe
+    bool consume = false; // the document is the call's own: what was read may be dropped from it
 };
 
 inline read_settings const* settings_of(impl_base const& c) noexcept {

@@ -246,6 +246,7 @@ private:
                 detail::at<T>(*this, name, d, [&] { detail::read_fresh(*this, v, d); });
             });
         }
+        detail::drop_read(*this, d);
     }
 
     template <auto M, class form>

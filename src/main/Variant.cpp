@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <string>
@@ -388,12 +389,9 @@ namespace korvax {
 namespace tolvi {
 inline namespace v1 {
 
-namespace {
+namespace detail {
 
-// The parser's report as the library's messages give it: control bytes of the quoted token
-// escaped, and the refusal of an escaped NUL told without the name of a parser flag that nobody
-// using the library can set.
-std::string failureReason(char const* text) {
+std::string parser_reason(char const* text) {
     std::string_view reason(text);
     std::string_view const nul = "\\u0000 is not allowed without JSON_ALLOW_NUL";
     std::string out;
@@ -404,21 +402,36 @@ std::string failureReason(char const* text) {
     return out + detail::shown_text(reason, false, std::string_view::npos);
 }
 
+} // namespace detail
+
+namespace {
+
+bool parse_into(std::string const& text, Variant& out, parse_failure& why, bool unique_keys,
+                std::string* release) {
+    json_error_t error;
+    if (json_trees::parseText(text.c_str(), std::strlen(text.c_str()), out, error, unique_keys,
+                              release)) {
+        return true;
+    }
+    why.reason = detail::parser_reason(error.text);
+    why.line = error.line;
+    why.column = error.column;
+    why.position = error.position;
+    return false;
+}
+
 } // namespace
 
+bool parse_json(std::string const& text, Variant& out, parse_failure& why) {
+    return parse_into(text, out, why, false, nullptr);
+}
+
 bool parse_json(std::string const& text, Variant& out, parse_failure& why, bool unique_keys) {
-    json_error_t error;
-    std::size_t const flags = unique_keys ? parse_flags | JSON_REJECT_DUPLICATES : parse_flags;
-    json_ptr const tree(json_loads(text.c_str(), flags, &error));
-    if (!tree) {
-        why.reason = failureReason(error.text);
-        why.line = error.line;
-        why.column = error.column;
-        why.position = error.position;
-        return false;
-    }
-    out = json_trees::convertTree(tree.get());
-    return true;
+    return parse_into(text, out, why, unique_keys, nullptr);
+}
+
+bool parse_json(std::string&& text, Variant& out, parse_failure& why, bool unique_keys) {
+    return parse_into(text, out, why, unique_keys, &text);
 }
 
 } // namespace v1

@@ -1,13 +1,20 @@
-// The exact compact text of tolvi::to_json, and the check of what JSON text can hold.
+// The exact compact text of tolvi::to_json, written into a string or straight into a file, and the
+// check of what JSON text can hold.
 
 #include <tolvi/errors.hpp>
 #include <tolvi/json_text.hpp>
 
+#include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
+#include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include <unistd.h>
 
 #include "json_trees.hpp"
 
@@ -20,10 +27,14 @@ namespace {
 // The compact form that Jansson prints (JSON_COMPACT | JSON_ENCODE_ANY), straight into a string,
 // except that every double has the fewest significant digits that read back the same double:
 // Jansson has one precision for the whole text. Members go in the map's order and text is escaped
-// as Jansson escapes it. What Jansson refuses is left out, as toJson leaves it out.
+// as Jansson escapes it. What Jansson refuses is left out, as toJson leaves it out. `Text` is a
+// std::string or a fileSink, which takes only what was checked before and never goes back.
+template <class Text>
 class exactPrinter {
 public:
-    std::string text;
+    explicit exactPrinter(Text& out) noexcept : text(out) {}
+
+    Text& text;
 
     // Appends `v`; false, with nothing appended, when JSON text cannot hold it.
     bool value(Variant const& v) {
@@ -46,19 +57,23 @@ public:
             members(*v.value.mapValue);
             text += '}';
             return true;
-        case Variant::Vector:
+        case Variant::Vector: {
             text += '[';
+            bool first = true;
             for (Variant const& element : *v.value.vectorValue) {
                 std::size_t const mark = text.size();
-                if (text.back() != '[') {
+                if (!first) {
                     text += ',';
                 }
-                if (!value(element)) {
+                if (value(element)) {
+                    first = false;
+                } else {
                     text.resize(mark);
                 }
             }
             text += ']';
             return true;
+        }
         default:
             text += "null";
             return true;
@@ -70,6 +85,7 @@ private:
     // the same text: the member then stands once, with the last of their values that prints, as
     // Jansson's object keeps it.
     void members(Variant::map_type const& map) {
+        bool none = true; // no member printed yet
         for (auto first = map.begin(); first != map.end();) {
             std::string const& key = first->first;
             std::size_t const n = json_trees::utf8Length(key.data(), key.size());
@@ -79,7 +95,7 @@ private:
                 ++end;
             }
             std::size_t const mark = text.size();
-            if (text.back() != '{') {
+            if (!none) {
                 text += ',';
             }
             bool printed = false;
@@ -89,7 +105,9 @@ private:
                     printed = value((--last)->second);
                 }
             }
-            if (!printed) {
+            if (printed) {
+                none = false;
+            } else {
                 text.resize(mark);
             }
             first = end;
@@ -196,12 +214,84 @@ private:
     }
 };
 
+// Text on its way to a file, through a fixed buffer: the whole text never stands in memory.
+class fileSink {
+public:
+    fileSink(int fd, char* buffer, std::size_t capacity) noexcept
+        : fd_(fd), buffer_(buffer), capacity_(capacity) {}
+
+    void append(char const* bytes, std::size_t n) noexcept {
+        total_ += n;
+        while (n > 0) {
+            if (used_ == capacity_) {
+                flush();
+            }
+            std::size_t const k = std::min(n, capacity_ - used_);
+            std::memcpy(buffer_ + used_, bytes, k);
+            used_ += k;
+            bytes += k;
+            n -= k;
+        }
+    }
+    void append(std::string const& s, std::size_t from, std::size_t n) noexcept {
+        append(s.data() + from, n);
+    }
+    void append(char const* first, char const* last) noexcept {
+        append(first, static_cast<std::size_t>(last - first));
+    }
+    void append(std::string_view s) noexcept { append(s.data(), s.size()); }
+    fileSink& operator+=(char c) noexcept {
+        append(&c, 1);
+        return *this;
+    }
+    fileSink& operator+=(char const* s) noexcept {
+        append(s, std::strlen(s));
+        return *this;
+    }
+    std::size_t size() const noexcept { return total_; }
+    // The printer goes back only over a value that text cannot hold, which the check refused.
+    void resize(std::size_t n) {
+        if (n != total_) {
+            throw std::logic_error("tolvi::to_file: a value that passed the check was left out");
+        }
+    }
+    // 0 once everything is written, or the errno of the write that failed.
+    int finish() noexcept {
+        flush();
+        return error_;
+    }
+
+private:
+    void flush() noexcept {
+        for (char const* p = buffer_; used_ > 0 && error_ == 0;) {
+            ssize_t const n = ::write(fd_, p, used_);
+            if (n < 0) {
+                error_ = errno == EINTR ? 0 : errno;
+                continue;
+            }
+            if (n == 0) {
+                error_ = ENOSPC;
+            }
+            p += n;
+            used_ -= static_cast<std::size_t>(n);
+        }
+        used_ = 0; // after a failure the rest goes nowhere
+    }
+
+    int const fd_;
+    char* const buffer_;
+    std::size_t const capacity_;
+    std::size_t used_ = 0;
+    std::size_t total_ = 0;
+    int error_ = 0;
+};
+
 } // namespace
 
 std::string to_json(Variant const& value) {
-    exactPrinter printer;
-    printer.value(value);
-    return std::move(printer.text);
+    std::string text;
+    exactPrinter<std::string>(text).value(value);
+    return text;
 }
 
 namespace {
@@ -274,3 +364,9 @@ void check_writable_key(std::string const& key) {
 } // namespace v1
 } // namespace tolvi
 } // namespace korvax
+
+int json_trees::writeExact(int fd, Variant const& value, char* buffer, std::size_t capacity) {
+    korvax::tolvi::fileSink sink(fd, buffer, capacity);
+    korvax::tolvi::exactPrinter<korvax::tolvi::fileSink>(sink).value(value);
+    return sink.finish();
+}

@@ -371,21 +371,23 @@ json_t* treeBuilder::build(Variant const& v) {
     }
 }
 
-// Converts a parsed tree into a Variant; the tree is left as it is, so that the Variant's blocks
-// come from fresh memory in the order a walk visits them (emptying the tree while converting
-// would save memory, but scatter the Variant into the freed holes and slow every later walk).
-// One converter serves the whole tree, so sorting the members of its objects costs no
-// allocation per object.
+// Converts a parsed tree into a Variant and empties the tree as it goes: each converted value is
+// replaced in its parent by Jansson's null singleton, which frees it, so that the tree and the
+// Variant are never both whole. One converter serves the whole tree, so sorting the members of its
+// objects costs no allocation per object.
 class treeConverter {
 public:
     Variant convert(json_t* node);
+
+    // The most containers open at once in what was converted: the root's own depth is 1.
+    std::size_t deepest() const noexcept { return deepest_; }
 
 private:
     struct member {
         std::uint64_t head; // the first 8 bytes of the key, big-endian, zero-padded
         char const* key;
         std::size_t size;
-        json_t* value;
+        void* iter; // the member's place in its object, where its value is dropped
     };
 
     static std::uint64_t headOf(char const* key, std::size_t size) noexcept {
@@ -409,9 +411,12 @@ private:
     }
 
     Variant convertObject(json_t* object);
+    Variant convertArray(json_t* array);
 
     // Members of the objects being converted, innermost last: one buffer for the whole tree.
     std::vector<member> pending_;
+    std::size_t depth_ = 0;
+    std::size_t deepest_ = 0;
 };
 
 Variant treeConverter::convertObject(json_t* object) {
@@ -419,8 +424,7 @@ Variant treeConverter::convertObject(json_t* object) {
     for (void* it = json_object_iter(object); it != nullptr;
          it = json_object_iter_next(object, it)) {
         char const* key = json_object_iter_key(it);
-        json_t* value = json_object_iter_value(it);
-        if (key == nullptr || value == nullptr) {
+        if (key == nullptr || json_object_iter_value(it) == nullptr) {
             break;
         }
 #if JANSSON_VERSION_HEX >= 0x020e00
@@ -428,7 +432,7 @@ Variant treeConverter::convertObject(json_t* object) {
 #else
         std::size_t const size = std::strlen(key);
 #endif
-        pending_.push_back({headOf(key, size), key, size, value});
+        pending_.push_back({headOf(key, size), key, size, it});
     }
     // Jansson yields members in text order; sorted, they build the map in linear time. Jansson
     // holds each key once, so no member is lost to a duplicate.
@@ -438,24 +442,33 @@ Variant treeConverter::convertObject(json_t* object) {
     for (std::size_t i = first; i < pending_.size(); ++i) {
         member const p = pending_[i]; // a copy: converting the value grows pending_
         m.emplace_hint(m.end(), std::piecewise_construct, std::forward_as_tuple(p.key, p.size),
-                       std::forward_as_tuple(convert(p.value)));
+                       std::forward_as_tuple(convert(json_object_iter_value(p.iter))));
+        // Replacing a value keeps the object's keys and iterators where they are.
+        json_object_iter_set_new(object, p.iter, json_null());
     }
     pending_.resize(first);
+    return out;
+}
+
+Variant treeConverter::convertArray(json_t* array) {
+    Variant out{Variant::vector_type{}};
+    Variant::vector_type& v = *out.value.vectorValue;
+    std::size_t const size = json_array_size(array);
+    v.reserve(size);
+    for (std::size_t i = 0; i < size; ++i) {
+        v.push_back(convert(json_array_get(array, i)));
+        json_array_set_new(array, i, json_null());
+    }
     return out;
 }
 
 Variant treeConverter::convert(json_t* n) {
     switch (json_typeof(n)) {
     case JSON_OBJECT:
-        return convertObject(n);
     case JSON_ARRAY: {
-        Variant out{Variant::vector_type{}};
-        Variant::vector_type& v = *out.value.vectorValue;
-        std::size_t const size = json_array_size(n);
-        v.reserve(size);
-        for (std::size_t i = 0; i < size; ++i) {
-            v.push_back(convert(json_array_get(n, i)));
-        }
+        deepest_ = std::max(deepest_, ++depth_);
+        Variant out = json_is_object(n) ? convertObject(n) : convertArray(n);
+        --depth_;
         return out;
     }
     case JSON_STRING: {
@@ -529,8 +542,13 @@ json_t* buildTree(Variant const& v, bool share) {
     return treeBuilder(share).build(v);
 }
 
-Variant convertTree(json_t* root) {
-    return treeConverter().convert(root);
+Variant convertTree(json_t* root, std::size_t* deepest) {
+    treeConverter converter;
+    Variant out = converter.convert(root);
+    if (deepest != nullptr) {
+        *deepest = converter.deepest();
+    }
+    return out;
 }
 
 std::string dump(Variant const& v, std::size_t flags) {

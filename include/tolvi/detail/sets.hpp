@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include <tolvi/calls.hpp>
 #include <tolvi/child_codec.hpp>
 #include <tolvi/codecs.hpp>
 #include <tolvi/errors.hpp>
@@ -128,15 +129,29 @@ private:
             at<T>(*this, i, d, [&] {
                 T e{};
                 read_fresh(*this, e, d);
-                if (!out.insert(std::move(e)).second) {
-                    if (in_record_call(*this)) {
-                        throw document_error(std::string(), "duplicate element", *d);
-                    }
-                    throw bad_deserialization_source(top_level, data, nullptr);
+                auto const [kept, inserted] = out.insert(std::move(e));
+                if (!inserted) {
+                    refuse_duplicate(*kept);
                 }
             });
+            drop_read(*this, d);
         }
         *static_cast<S*>(value) = std::move(out);
+    }
+
+    // The value shown is the element it equals, as a record writes it: the document's own may have
+    // been moved into the set already.
+    [[noreturn]] void refuse_duplicate(T const& kept) const {
+        if (!in_record_call(*this)) {
+            throw bad_deserialization_source(top_level, data, nullptr);
+        }
+        Variant shown;
+        try {
+            shown = to_variant(kept);
+        } catch (located_error const&) {
+            throw document_error(std::string(), "duplicate element");
+        }
+        throw document_error(std::string(), "duplicate element", shown);
     }
 };
 

@@ -5,6 +5,7 @@
 #include <tolvi/files.hpp>
 #include <tolvi/json_text.hpp>
 
+#include "../json_trees.hpp"
 #include "descriptor.hpp"
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -280,30 +282,20 @@ bool take_over(int fd, struct stat const& old) {
     return ::fchmod(fd, old.st_mode & 07777) == 0;
 }
 
-// Writes all of `text`; false with errno set on a short write that cannot go on. Past the file
-// size limit the kernel raises SIGXFSZ, whose default action ends the process: this thread holds
-// it back meanwhile (its own mask; the process's dispositions stay as they are), so that the write
-// fails with EFBIG, and then takes the signal the write raised, unless a handler was set for it.
-bool write_all(int fd, std::string const& text) {
+// The text goes to the file through a buffer of this size: it never stands whole in memory.
+constexpr std::size_t write_buffer = 64 * 1024;
+
+// Writes the text of `value` through `buffer`; false with errno set on a short write that cannot
+// go on. Past the file size limit the kernel raises SIGXFSZ, whose default action ends the
+// process: this thread holds it back meanwhile (its own mask; the process's dispositions stay as
+// they are), so that the write fails with EFBIG, and then takes the signal the write raised,
+// unless a handler was set for it.
+bool write_all(int fd, Variant const& value, char* buffer) {
     sigset_t xfsz, before;
     sigemptyset(&xfsz);
     sigaddset(&xfsz, SIGXFSZ);
     pthread_sigmask(SIG_BLOCK, &xfsz, &before);
-    char const* p = text.data();
-    std::size_t left = text.size();
-    int error = 0;
-    while (left > 0 && error == 0) {
-        ssize_t const n = ::write(fd, p, left);
-        if (n < 0) {
-            error = errno == EINTR ? 0 : errno;
-            continue;
-        }
-        if (n == 0) {
-            error = ENOSPC;
-        }
-        p += n;
-        left -= static_cast<std::size_t>(n);
-    }
+    int const error = json_trees::writeExact(fd, value, buffer, write_buffer);
     struct sigaction action {};
     if (error == EFBIG && sigismember(&before, SIGXFSZ) == 0 &&
         ::sigaction(SIGXFSZ, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
@@ -317,12 +309,12 @@ bool write_all(int fd, std::string const& text) {
 
 // The old file's owner and mode first (`old` is null for a new target), then the text, flushed to
 // storage: no byte of it is in the file before its mode is final.
-void fill(temporary const& t, struct stat const* old, std::string const& text,
+void fill(temporary const& t, struct stat const* old, Variant const& value, char* buffer,
           std::string const& path) {
     if (old != nullptr && !take_over(t.fd, *old)) {
         save_failure(path, "cannot keep the old file's mode", errno);
     }
-    if (!write_all(t.fd, text)) {
+    if (!write_all(t.fd, value, buffer)) {
         save_failure(path, "write failed", errno);
     }
     if (::fsync(t.fd) != 0) {
@@ -333,10 +325,10 @@ void fill(temporary const& t, struct stat const* old, std::string const& text,
 } // namespace
 
 void to_file(Variant const& value, std::string const& path) {
-    // What the text could not hold (a NaN, text that is not UTF-8) is refused, not left out; a
-    // text that lacks a value for want of memory throws std::bad_alloc.
+    // What the text could not hold (a NaN, text that is not UTF-8) is refused, not left out; then
+    // the text is printed straight into the file, which allocates nothing.
     check_writable(value);
-    std::string const text = to_json(value);
+    std::unique_ptr<char[]> const buffer(new char[write_buffer]);
 
     // Everything that can fail otherwise is made ready before the rename, and nothing after it
     // allocates: an exception means the old file is there.
@@ -362,12 +354,12 @@ void to_file(Variant const& value, std::string const& path) {
     temporary t{directory.fd};
     bool named = false;
     if (open_unnamed(t, mode)) {
-        fill(t, keep, text, path);
+        fill(t, keep, value, buffer.get(), path);
         named = link_unnamed(t, stem);
     }
     if (!named) {
         create_named(t, stem, mode, path);
-        fill(t, keep, text, path);
+        fill(t, keep, value, buffer.get(), path);
     }
     if (::renameat(directory.fd, t.name.c_str(), directory.fd, name.c_str()) != 0) {
         save_failure(path, "rename failed", errno);
