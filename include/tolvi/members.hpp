@@ -21,8 +21,45 @@ namespace tolvi {
 inline namespace v1 {
 
 namespace detail {
+
 template <class W>
 struct member_form;
+
+// == and != of a member wrapper W against a T, std::nullopt and a std::optional<T>: W compares as
+// the std::optional<T> it converts to, holding a value or not.
+template <class W, class T>
+class compares_as_optional {
+    static bool holds(W const& w) noexcept { return member_form<W>::quality(w) == engaged; }
+
+    friend bool operator==(W const& a, T const& b) {
+        return holds(a) && member_form<W>::raw(a) == b;
+    }
+    friend bool operator==(T const& a, W const& b) { return b == a; }
+    friend bool operator!=(W const& a, T const& b) { return !(a == b); }
+    friend bool operator!=(T const& a, W const& b) { return !(b == a); }
+    friend bool operator==(W const& a, std::nullopt_t) noexcept { return !holds(a); }
+    friend bool operator==(std::nullopt_t, W const& a) noexcept { return !holds(a); }
+    friend bool operator!=(W const& a, std::nullopt_t) noexcept { return holds(a); }
+    friend bool operator!=(std::nullopt_t, W const& a) noexcept { return holds(a); }
+    // Templates, so that a value that converts to both T and std::optional<T> picks T.
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    friend bool operator==(W const& a, std::optional<U> const& b) {
+        return b.has_value() ? a == *b : !holds(a);
+    }
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    friend bool operator==(std::optional<U> const& b, W const& a) {
+        return a == b;
+    }
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    friend bool operator!=(W const& a, std::optional<U> const& b) {
+        return !(a == b);
+    }
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    friend bool operator!=(std::optional<U> const& b, W const& a) {
+        return !(a == b);
+    }
+};
+
 } // namespace detail
 
 // The value that disengages an optional member: `led.period = tolvi::none;`
@@ -33,7 +70,7 @@ inline constexpr none_t none{0};
 
 // A member that a complete document must carry. Unprovided until a value is assigned or read.
 template <class T>
-class required {
+class required : detail::compares_as_optional<required<T>, T> {
 public:
     using value_type = T;
 
@@ -97,36 +134,12 @@ public:
         provided_ = false;
     }
 
-    // Equal when both are unprovided, or both hold equal values. A T or a std::optional<T>
-    // compares as the std::optional<T> the member converts to.
+    // Equal when both are unprovided, or both hold equal values. Against a T, std::nullopt or a
+    // std::optional<T> it compares as the std::optional<T> it converts to (compares_as_optional).
     friend bool operator==(required const& a, required const& b) {
         return a.provided_ == b.provided_ && (!a.provided_ || a.value_ == b.value_);
     }
     friend bool operator!=(required const& a, required const& b) { return !(a == b); }
-    friend bool operator==(required const& a, T const& b) { return a.provided_ && a.value_ == b; }
-    friend bool operator==(T const& a, required const& b) { return b == a; }
-    friend bool operator!=(required const& a, T const& b) { return !(a == b); }
-    friend bool operator!=(T const& a, required const& b) { return !(b == a); }
-    friend bool operator==(required const& a, std::nullopt_t) noexcept { return !a.provided_; }
-    friend bool operator==(std::nullopt_t, required const& a) noexcept { return !a.provided_; }
-    friend bool operator!=(required const& a, std::nullopt_t) noexcept { return a.provided_; }
-    friend bool operator!=(std::nullopt_t, required const& a) noexcept { return a.provided_; }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    friend bool operator==(required const& a, std::optional<U> const& b) {
-        return b.has_value() ? a == *b : a == std::nullopt;
-    }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    friend bool operator==(std::optional<U> const& b, required const& a) {
-        return a == b;
-    }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    friend bool operator!=(required const& a, std::optional<U> const& b) {
-        return !(a == b);
-    }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    friend bool operator!=(std::optional<U> const& b, required const& a) {
-        return !(a == b);
-    }
 
 private:
     friend struct detail::member_form<required>;
@@ -144,7 +157,7 @@ private:
 // A member that may be absent from a document (unprovided), present as null (disengaged) or
 // present with a value (engaged).
 template <class T>
-class optional {
+class optional : detail::compares_as_optional<optional<T>, T> {
 public:
     using value_type = T;
 
@@ -227,38 +240,14 @@ public:
         provided_ = engaged_ = false;
     }
 
-    // Equal in the same state (unprovided, disengaged, engaged) with equal values. Against a T or
-    // a std::optional<T> it compares as the std::optional<T> it converts to: std::nullopt equals
-    // an unprovided member and a disengaged one.
+    // Equal in the same state (unprovided, disengaged, engaged) with equal values. Against a T,
+    // std::nullopt or a std::optional<T> it compares as the std::optional<T> it converts to, so
+    // std::nullopt equals an unprovided member and a disengaged one.
     friend bool operator==(optional const& a, optional const& b) {
         return a.provided_ == b.provided_ && a.engaged_ == b.engaged_ &&
                (!a.engaged_ || a.value_ == b.value_);
     }
     friend bool operator!=(optional const& a, optional const& b) { return !(a == b); }
-    friend bool operator==(optional const& a, T const& b) { return a.engaged_ && a.value_ == b; }
-    friend bool operator==(T const& a, optional const& b) { return b == a; }
-    friend bool operator!=(optional const& a, T const& b) { return !(a == b); }
-    friend bool operator!=(T const& a, optional const& b) { return !(b == a); }
-    friend bool operator==(optional const& a, std::nullopt_t) noexcept { return !a.engaged_; }
-    friend bool operator==(std::nullopt_t, optional const& a) noexcept { return !a.engaged_; }
-    friend bool operator!=(optional const& a, std::nullopt_t) noexcept { return a.engaged_; }
-    friend bool operator!=(std::nullopt_t, optional const& a) noexcept { return a.engaged_; }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    friend bool operator==(optional const& a, std::optional<U> const& b) {
-        return b.has_value() ? a == *b : a == std::nullopt;
-    }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    friend bool operator==(std::optional<U> const& b, optional const& a) {
-        return a == b;
-    }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    friend bool operator!=(optional const& a, std::optional<U> const& b) {
-        return !(a == b);
-    }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    friend bool operator!=(std::optional<U> const& b, optional const& a) {
-        return !(a == b);
-    }
 
 private:
     friend struct detail::member_form<optional>;
