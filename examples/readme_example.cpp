@@ -1,7 +1,10 @@
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <iostream>
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -17,20 +20,22 @@ enum class scale { celsius, fahrenheit };
 TOLVI_ENUM(scale, {scale::celsius, "C"}, {scale::fahrenheit, "F"});
 
 struct sensor {
-    tolvi::required<std::string> id;
-    tolvi::required<scale> unit;
-    tolvi::optional<float> offset;                         // null: not calibrated
-    tolvi::optional<std::map<std::uint8_t, float>> hourly; // hour of the day: mean value
+    std::string id;
+    scale unit = scale::celsius;
+    std::optional<float> offset;                         // absent or null: not calibrated
+    std::optional<std::map<std::uint8_t, float>> hourly; // hour of the day: mean value
 };
 TOLVI_RECORD(sensor, id, unit, offset, (hourly, "hourly-mean"));
 
 struct station {
-    tolvi::required<std::string> name;
-    tolvi::required<std::uint64_t> serial;
-    tolvi::required<std::array<std::uint8_t, 6>> mac;
-    tolvi::required<std::vector<sensor>> sensors;
+    std::string name;
+    std::uint64_t serial = 0;
+    std::array<std::uint8_t, 6> mac{};
+    std::vector<sensor> sensors;
+    std::set<std::string> tags;
+    std::chrono::seconds upload{60};
 };
-TOLVI_RECORD(station, name, (serial, "serial-no"), mac, sensors);
+TOLVI_RECORD(station, name, (serial, "serial-no"), mac, sensors, tags, (upload, "upload-s"));
 TOLVI_REFUSE(station, serial, cloud); // the server may not change the serial number
 
 } // namespace app
@@ -39,14 +44,16 @@ int main() {
     app::station s;
     tolvi::from_json(s, R"({"name": "roof", "serial-no": 17, "mac": [2, 0, 0, 0, 0, 1],
                             "sensors": [{"id": "t1", "unit": "C", "offset": null,
-                                         "hourly-mean": {"7": 18.5, "13": 24}}]})");
-    std::cout << *s.name << ": " << s.sensors->size()
-              << " sensor, calibrated: " << (*s.sensors)[0].offset.engaged()
+                                         "hourly-mean": {"7": 18.5, "13": 24}}],
+                            "tags": ["outdoor"], "upload-s": 300})");
+    std::cout << s.name << ": " << s.sensors.size()
+              << " sensor, calibrated: " << s.sensors[0].offset.has_value()
               << '\n'; // roof: 1 sensor, calibrated: 0
 
     app::station changed = s;
-    (*changed.sensors)[0].offset = 0.5f;
-    Variant const patch = tolvi::make_patch(changed, s); // only what changed: the sensor list
+    changed.sensors[0].offset = 0.5f;
+    changed.tags.insert("calibrated");
+    Variant const patch = tolvi::make_patch(changed, s); // only what changed: sensors and tags
     tolvi::from_variant(s, patch, tolvi::options().from(app::cloud).as_patch());
     std::cout << tolvi::to_json(s) << '\n';
     if (!tolvi::equal(s, changed)) {

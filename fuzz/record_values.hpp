@@ -4,23 +4,29 @@
 // (integer limits of each width, float and double extremes, subnormals, NaN, infinities, values
 // below impl<double>::epsilon, empty, long and non-UTF-8 strings, enumerators, maps keyed by text,
 // integers and enumerators, fixed-length arrays, nested records, optional members in all three
-// states, opaque blocks), and lists of hundreds of small records. The property:
+// states, opaque blocks), plain and std::optional members, sets, unordered maps, durations and
+// byte lists, and lists of hundreds of small records. The property:
 // what a record writes reads back equal (doubles that the codec writes as 0 aside), and a
 // second save gives the same bytes; or the write refuses with missing_member or unwritable_value.
 // And for pairs of records, make_patch(changed, baseline) read into the baseline gives `changed`.
 
 #include <array>
 #include <cfloat>
+#include <chrono>
 #include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
 #include <tuple>
 #include <type_traits>
 #include <typeinfo>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -69,10 +75,24 @@ struct values {
     tv::optional<std::map<signed char, std::string>> by_small;
     tv::optional<std::map<unsigned long long, bool>> by_big;
     tv::optional<std::map<color, std::vector<long long>>> by_color;
+    std::string text;
+    cell plain_cell;
+    std::optional<std::string> maybe_text;
+    std::optional<cell> maybe_cell;
+    std::set<std::string> names;
+    std::set<double> reals;
+    std::unordered_set<long long> ids;
+    std::unordered_map<std::string, cell> cells_by_name;
+    std::unordered_map<unsigned short, std::chrono::milliseconds> timers;
+    std::chrono::seconds secs{};
+    std::chrono::duration<unsigned long long, std::micro> uptime{};
+    std::optional<std::chrono::duration<float, std::milli>> lag;
+    std::vector<std::uint8_t> bytes;
 };
 TOLVI_RECORD(values, b, i8, u8, i16, u16, i32, u32, il, ul, i64, u64, f, d, s, c, block,
              (raw, "raw block"), nested, cells, triple, (by_name, "by/name"), by_small, by_big,
-             (by_color, "~color"));
+             (by_color, "~color"), text, plain_cell, maybe_text, maybe_cell, names, reals, ids,
+             cells_by_name, timers, secs, uptime, lag, bytes);
 
 // The input's bytes, then an endless stream that depends on them, so that short inputs still
 // build long lists of distinct values.
@@ -267,6 +287,26 @@ struct builder {
 
     // Above 2^63 - 1, a 64-bit unsigned value cannot be written: only where `bad` allows it, and
     // then seldom, so that it does not keep the unwritable values of later members from being met.
+    // A std::optional member: nullopt or a value, never unprovided.
+    template <class T, class F>
+    void fill(std::optional<T>& m, F make) {
+        if (r.byte() % 4 < 2) {
+            m.reset();
+        } else {
+            m = make();
+        }
+    }
+
+    // Up to `most` elements made by `make`, into a set or an unordered map's entries.
+    template <class C, class F>
+    C many(unsigned most, F make) {
+        C c;
+        for (unsigned n = r.byte() % most; n > 0; --n) {
+            c.insert(make());
+        }
+        return c;
+    }
+
     template <class T>
     T whole_number() {
         T v = integer<T>(r);
@@ -365,6 +405,30 @@ struct builder {
             }
             return m;
         });
+        v.text = text(r, bad);
+        v.plain_cell = make_cell();
+        fill(v.maybe_text, [&] { return text(r, bad); });
+        fill(v.maybe_cell, [&] { return make_cell(); });
+        v.names = many<std::set<std::string>>(6, [&] { return text(r, bad); });
+        // Two doubles that the codec writes as 0 cannot be written: only where `bad` allows it.
+        v.reals = many<std::set<double>>(
+            6, [&] { return written(real<double>(r, false), flush || !bad); });
+        v.ids = many<std::unordered_set<long long>>(40, [&] { return integer<long long>(r); });
+        v.cells_by_name = many<std::unordered_map<std::string, cell>>(
+            6, [&] { return std::make_pair(text(r, bad), make_cell()); });
+        v.timers = many<std::unordered_map<unsigned short, std::chrono::milliseconds>>(6, [&] {
+            return std::make_pair(integer<unsigned short>(r),
+                                  std::chrono::milliseconds(integer<long long>(r)));
+        });
+        v.secs = std::chrono::seconds(integer<std::chrono::seconds::rep>(r));
+        v.uptime = decltype(v.uptime)(whole_number<unsigned long long>());
+        fill(v.lag, [&] {
+            return std::chrono::duration<float, std::milli>(written(real<float>(r, bad), flush));
+        });
+        v.bytes.resize(r.byte() % 8);
+        for (std::uint8_t& byte : v.bytes) {
+            byte = static_cast<std::uint8_t>(r.byte());
+        }
         return v;
     }
 };
@@ -456,8 +520,9 @@ inline void check_record_values(std::string const& input) {
 
     // Patches leave unprovided members out, so they carry records with holes too. Read into a new
     // record, the patch of a complete record gives it back; the patch of one with holes is refused
-    // and changes nothing, or taken when the holes were all in list elements, which a patch reads
-    // as whole documents (their absent optional members disengaged): what it takes can be saved.
+    // and changes nothing, or taken when the holes were all in values the new record did not hold
+    // (list elements, map entries, a record behind an optional member), which a patch reads as
+    // whole documents, their absent optional members disengaged: what it takes can be saved.
     tv::options const patch = tv::options().as_patch();
     if (refused([&] { text = tv::to_json(v, patch); }, again)) {
         tolvi_fuzz::require(bad && again.rfind("unwritable ", 0) == 0,

@@ -4,9 +4,14 @@
 // record type tests and the JSON Schema check.
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include <tolvi/tolvi.hpp>
@@ -58,5 +63,39 @@ struct node {
     tv::optional<std::vector<node>> children;
 };
 TOLVI_RECORD(node, name, children);
+
+// A struct as an application writes it: plain members, std::optional, the standard library's
+// sets, unordered maps and durations.
+struct window {
+    std::chrono::duration<std::int32_t, std::ratio<60>> start{};
+    std::optional<std::chrono::duration<double>> length;
+};
+TOLVI_RECORD(window, start, length);
+
+struct agent {
+    std::string name;
+    std::uint64_t seq = 0;
+    std::optional<std::string> last_error;
+    window quiet;
+    std::optional<limits> bounds;
+    std::set<std::string> tags;
+    std::unordered_set<mode> modes;
+    std::unordered_set<double> levels;
+    std::unordered_map<std::string, short> counts;
+    std::unordered_map<std::uint16_t, limits> ports;
+    std::chrono::seconds timeout{};
+    std::optional<std::chrono::duration<float, std::milli>> latency;
+    std::vector<std::uint8_t> blob;
+};
+TOLVI_RECORD(agent, name, seq, (last_error, "last-error"), quiet, bounds, tags, modes, levels,
+             counts, ports, timeout, latency, blob);
+
+// Every member holds a value, durations and integers at their limits; keys sorted as printed.
+inline char const agent_text[] =
+    R"({"blob":[0,255],"bounds":{"max-temp":3},"counts":{"a":-32768,"b":32767},)"
+    R"("last-error":"e","latency":0.5,"levels":[-1.5,0.0,2.0],"modes":["heat","cool"],"name":"n",)"
+    R"("ports":{"22":{"max-temp":1},"80":{"class":"x","max-temp":2}},)"
+    R"("quiet":{"length":1.5,"start":-2147483648},"seq":9223372036854775807,"tags":["","a","b"],)"
+    R"("timeout":-9223372036854775808})";
 
 } // namespace kinds

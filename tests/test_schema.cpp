@@ -59,3 +59,20 @@ TEST(Schema, ContainersKeysAndNestedRecords) {
     EXPECT_EQ(tv::json_schema<kinds::node>().get("properties").get("children"),
               json(R"({"type": ["array", "null"], "items": {"$ref": "#"}})"));
 }
+
+TEST(Schema, PlainMembersStdOptionalSetsAndDurations) {
+    Variant const s = tv::json_schema<kinds::agent>();
+    Variant const& p = s.get("properties");
+    EXPECT_EQ(s.get("required"), json(R"(["name", "seq", "quiet", "tags", "modes", "levels",
+                                          "counts", "ports", "timeout", "blob"])"));
+    EXPECT_EQ(p.get("last-error"), json(R"({"type": ["string", "null"]})"));
+    EXPECT_EQ(p.get("modes"), json(R"({"type": "array", "uniqueItems": true,
+                                      "items": {"enum": ["heat", "cool", "off"]}})"));
+    EXPECT_EQ(p.get("latency"), json(R"({"type": ["number", "null"], "description":
+        "a duration in milliseconds", "minimum": -3.4028234663852886e38,
+        "maximum": 3.4028234663852886e38})"));
+    EXPECT_EQ(s.get("$defs").get("window").get("properties").get("start"),
+              json(R"({"type": "integer", "minimum": -2147483648, "maximum": 2147483647,
+                       "description": "a duration in minutes"})"));
+    EXPECT_EQ(p.get("ports").get("additionalProperties"), json(R"({"$ref": "#/$defs/limits"})"));
+}

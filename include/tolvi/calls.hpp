@@ -87,10 +87,10 @@ void take_members(R& to, R& from) noexcept;
 
 template <class R, auto M>
 void take_member(R& to, R& from, field<M> const&) noexcept {
-    using T = typename member_pointer<decltype(M)>::wrapper::value_type;
-    if constexpr (is_record<T>::value) {
-        if (member_access::holds_value(to.*M) && member_access::holds_value(from.*M)) {
-            take_members(member_access::raw(to.*M), member_access::raw(from.*M));
+    using form = member_form<typename member_pointer<decltype(M)>::declared>;
+    if constexpr (is_record<typename form::value_type>::value) {
+        if (form::quality(to.*M) == engaged && form::quality(from.*M) == engaged) {
+            take_members(form::raw(to.*M), form::raw(from.*M));
             return;
         }
     }

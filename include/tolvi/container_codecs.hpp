@@ -271,12 +271,16 @@ public:
     }
 };
 
-template <class K, class T>
-class impl<std::map<K, T>,
-           std::enable_if_t<std::is_same<K, std::string>::value || detail::is_map_key<K>::value>>
-    : public impl_base {
+namespace detail {
+
+// The codec of a map M, std::map<K, T> or another map with the same interface (unordered_maps.hpp).
+// Its JSON object holds the keys in byte order whatever order M keeps.
+template <class M>
+class map_codec : public impl_base {
 public:
-    using dict = std::map<K, T>;
+    using dict = M;
+    using K = typename M::key_type;
+    using T = typename M::mapped_type;
 
     // make_patch's baseline: only the entries that differ from it are written, and the ones it has
     // and the map lacks are written as null. Read only when `patch` is set.
@@ -298,8 +302,15 @@ public:
             dict const& a = *static_cast<dict const*>(other);
             dict const& b = *static_cast<dict const*>(value);
             bool equal = a.size() == b.size();
-            for (auto i = a.begin(), j = b.begin(); equal && i != a.end(); ++i, ++j) {
-                equal = i->first == j->first && detail::same(*this, i->second, j->second);
+            if constexpr (ordered) {
+                for (auto i = a.begin(), j = b.begin(); equal && i != a.end(); ++i, ++j) {
+                    equal = i->first == j->first && detail::same(*this, i->second, j->second);
+                }
+            } else {
+                for (auto i = a.begin(); equal && i != a.end(); ++i) {
+                    auto const j = b.find(i->first);
+                    equal = j != b.end() && detail::same(*this, i->second, j->second);
+                }
             }
             if (!equal) {
                 *detail::compare_flag(*this) = false;
@@ -313,6 +324,7 @@ public:
 
 private:
     static constexpr bool text_keys = std::is_same<K, std::string>::value;
+    static constexpr bool ordered = std::is_same<M, std::map<K, T>>::value;
 
     void write() {
         dict const& in = *static_cast<dict const*>(value);
@@ -336,7 +348,7 @@ private:
                     before = &old->second;
                 }
             }
-            write_entry(out, entry.first, base == nullptr, [&](data_t* d) {
+            write_entry(out, entry.first, ordered && base == nullptr, [&](data_t* d) {
                 detail::write_changes(*this, entry.second, before, d);
                 detail::check_output<T>(*this, *d);
                 if (patch && d->type == Variant::Null && detail::in_record_call(*this)) {
@@ -371,8 +383,12 @@ private:
 
     // A whole map, filled aside and moved in.
     void read() {
+        auto const& entries = map_impl::get_map(top_level, data);
         dict out;
-        for (auto const& [key, source] : map_impl::get_map(top_level, data)) {
+        if constexpr (!ordered) {
+            out.reserve(entries.size());
+        }
+        for (auto const& [key, source] : entries) {
             T* slot;
             if constexpr (text_keys) {
                 slot = &out.emplace_hint(out.end(), std::piecewise_construct,
@@ -435,6 +451,13 @@ private:
         throw bad_deserialization_source(top_level, data, key.c_str());
     }
 };
+
+} // namespace detail
+
+template <class K, class T>
+class impl<std::map<K, T>,
+           std::enable_if_t<std::is_same<K, std::string>::value || detail::is_map_key<K>::value>>
+    : public detail::map_codec<std::map<K, T>> {};
 
 } // namespace v1
 } // namespace tolvi

@@ -4,11 +4,13 @@
 // wrong member type gives one error that says what is wrong and how to fix it, instead of a
 // backtrace of incomplete codec types.
 //
-// A member type is bool, an integer type other than char, float, double, std::string,
-// char const* (written and compared, never read), an enumeration declared with TOLVI_ENUM,
-// opaque_json_block, a record declared with TOLVI_RECORD, any type with a codec of its own
-// (impl<T>), or, nested freely, std::vector<T>, std::array<T, N>, std::map<std::string, T> and
-// std::map<K, T> whose keys K are an integer type or an enumeration declared with TOLVI_ENUM.
+// A member is declared as required<T>, optional<T>, std::optional<T> or a plain T. T is bool, an
+// integer type other than char, float, double, std::string, char const* (written and compared,
+// never read), an enumeration declared with TOLVI_ENUM, opaque_json_block, a record declared with
+// TOLVI_RECORD, any type with a codec of its own (impl<T>), or, nested freely, std::vector<T>,
+// std::array<T, N>, std::map<std::string, T> and std::map<K, T> whose keys K are an integer type
+// or an enumeration declared with TOLVI_ENUM; the headers in detail/ add more kinds (sets,
+// unordered maps, durations), each with its own type_check.
 
 #include <array>
 #include <map>
@@ -32,7 +34,18 @@ struct has_codec : std::false_type {};
 template <class T>
 struct has_codec<T, std::void_t<decltype(sizeof(impl<T>))>> : std::true_type {};
 
-enum class type_problem { none, character, plain_struct, plain_enum, map_key, unsupported };
+// `wrapper`: a member wrapper where a value is expected. `reported`: the type_check of a kind
+// said what is wrong with a static_assert of its own.
+enum class type_problem {
+    none,
+    character,
+    plain_struct,
+    plain_enum,
+    map_key,
+    wrapper,
+    unsupported,
+    reported
+};
 
 // The first problem in T, looking into containers; `culprit` is the type at fault.
 template <class T>
@@ -51,6 +64,15 @@ template <class T, std::size_t N>
 struct type_check<std::array<T, N>> : type_check<T> {};
 template <class T>
 struct type_check<std::map<std::string, T>> : type_check<T> {};
+template <class T>
+struct wrapper_check {
+    using culprit = T;
+    static constexpr type_problem problem = type_problem::wrapper;
+};
+template <class T>
+struct type_check<required<T>> : wrapper_check<required<T>> {};
+template <class T>
+struct type_check<optional<T>> : wrapper_check<optional<T>> {};
 template <class K>
 struct key_check {
     using culprit = K;
@@ -78,10 +100,14 @@ constexpr bool report_type_problem() noexcept {
     static_assert(P != type_problem::map_key,
                   "tolvi: unsupported map key type: use std::string, an integer type or an "
                   "enumeration declared with TOLVI_ENUM");
+    static_assert(P != type_problem::wrapper,
+                  "tolvi: a member wrapper is not a value: pass *member, the value it holds "
+                  "(required, optional and std::optional are for a record's members only)");
     static_assert(P != type_problem::unsupported,
                   "tolvi: unsupported member type: use bool, an integer type, float, double, "
                   "std::string, an enumeration declared with TOLVI_ENUM, opaque_json_block, a "
-                  "record declared with TOLVI_RECORD, or a std::vector, std::array or std::map of "
+                  "record declared with TOLVI_RECORD, a std::chrono::duration, or a std::vector, "
+                  "std::array, std::map, std::unordered_map, std::set or std::unordered_set of "
                   "these");
     return P == type_problem::none;
 }
@@ -93,14 +119,8 @@ constexpr bool check_type() noexcept {
 
 template <auto M>
 constexpr bool check_member() noexcept {
-    using W = typename member_pointer<decltype(M)>::wrapper;
-    static_assert(is_member_wrapper<W>::value,
-                  "tolvi: record members are tolvi::required<T> or tolvi::optional<T>");
-    if constexpr (is_member_wrapper<W>::value) {
-        return check_type<member_tag<M>, typename W::value_type>();
-    } else {
-        return false;
-    }
+    using W = typename member_pointer<decltype(M)>::declared;
+    return check_type<member_tag<M>, typename member_form<W>::value_type>();
 }
 
 template <class Fields>

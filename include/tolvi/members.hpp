@@ -1,8 +1,15 @@
 #pragma once
 
 // Record members: required<T> and optional<T> remember whether they were given a value, so a
-// record can tell "never set" from "set to nothing" and the codecs can decide what to write.
+// record can tell "never set" from "set to nothing" and the codecs can decide what to write. They
+// meet the standard library halfway: std::nullopt and std::optional<T> assign to them, they convert
+// to std::optional<T>, and they compare with ==.
+//
+// A record member may also be a plain value (`std::string name;`): required in a whole document,
+// always provided. member_form tells the record codec, for each declared member type, what the
+// member holds; std::optional<T> members have theirs in detail/std_optional.hpp.
 
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -14,7 +21,45 @@ namespace tolvi {
 inline namespace v1 {
 
 namespace detail {
-struct member_access;
+
+template <class W>
+struct member_form;
+
+// == and != of a member wrapper W against a T, std::nullopt and a std::optional<T>: W compares as
+// the std::optional<T> it converts to, holding a value or not.
+template <class W, class T>
+class compares_as_optional {
+    static bool holds(W const& w) noexcept { return member_form<W>::quality(w) == engaged; }
+
+    friend bool operator==(W const& a, T const& b) {
+        return holds(a) && member_form<W>::raw(a) == b;
+    }
+    friend bool operator==(T const& a, W const& b) { return b == a; }
+    friend bool operator!=(W const& a, T const& b) { return !(a == b); }
+    friend bool operator!=(T const& a, W const& b) { return !(b == a); }
+    friend bool operator==(W const& a, std::nullopt_t) noexcept { return !holds(a); }
+    friend bool operator==(std::nullopt_t, W const& a) noexcept { return !holds(a); }
+    friend bool operator!=(W const& a, std::nullopt_t) noexcept { return holds(a); }
+    friend bool operator!=(std::nullopt_t, W const& a) noexcept { return holds(a); }
+    // Templates, so that a value that converts to both T and std::optional<T> picks T.
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    friend bool operator==(W const& a, std::optional<U> const& b) {
+        return b.has_value() ? a == *b : !holds(a);
+    }
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    friend bool operator==(std::optional<U> const& b, W const& a) {
+        return a == b;
+    }
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    friend bool operator!=(W const& a, std::optional<U> const& b) {
+        return !(a == b);
+    }
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    friend bool operator!=(std::optional<U> const& b, W const& a) {
+        return !(a == b);
+    }
+};
+
 } // namespace detail
 
 // The value that disengages an optional member: `led.period = tolvi::none;`
@@ -25,19 +70,41 @@ inline constexpr none_t none{0};
 
 // A member that a complete document must carry. Unprovided until a value is assigned or read.
 template <class T>
-class required {
+class required : detail::compares_as_optional<required<T>, T> {
 public:
     using value_type = T;
 
     required() = default;
     required(T v) : value_(std::move(v)), provided_(true) {}
+    // std::nullopt leaves it unprovided.
+    required(std::nullopt_t) noexcept {}
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    required(std::optional<U> v) {
+        *this = std::move(v);
+    }
     required& operator=(T v) {
         value_ = std::move(v);
         provided_ = true;
         return *this;
     }
+    required& operator=(std::nullopt_t) {
+        clear();
+        return *this;
+    }
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    required& operator=(std::optional<U> v) {
+        if (v.has_value()) {
+            return *this = std::move(*v);
+        }
+        return *this = std::nullopt;
+    }
 
     bool provided() const noexcept { return provided_; }
+
+    // The value, or std::nullopt when unprovided.
+    operator std::optional<T>() const {
+        return provided_ ? std::optional<T>(value_) : std::nullopt;
+    }
 
     // Throw missing_value when unprovided.
     T& get() {
@@ -67,8 +134,15 @@ public:
         provided_ = false;
     }
 
+    // Equal when both are unprovided, or both hold equal values. Against a T, std::nullopt or a
+    // std::optional<T> it compares as the std::optional<T> it converts to (compares_as_optional).
+    friend bool operator==(required const& a, required const& b) {
+        return a.provided_ == b.provided_ && (!a.provided_ || a.value_ == b.value_);
+    }
+    friend bool operator!=(required const& a, required const& b) { return !(a == b); }
+
 private:
-    friend struct detail::member_access;
+    friend struct detail::member_form<required>;
 
     void check() const {
         if (!provided_) {
@@ -83,13 +157,19 @@ private:
 // A member that may be absent from a document (unprovided), present as null (disengaged) or
 // present with a value (engaged).
 template <class T>
-class optional {
+class optional : detail::compares_as_optional<optional<T>, T> {
 public:
     using value_type = T;
 
     optional() = default;
     optional(T v) : value_(std::move(v)), provided_(true), engaged_(true) {}
     optional(none_t) noexcept : provided_(true) {}
+    // std::nullopt disengages it, as tolvi::none does.
+    optional(std::nullopt_t) noexcept : provided_(true) {}
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    optional(std::optional<U> v) {
+        *this = std::move(v);
+    }
     optional& operator=(T v) {
         value_ = std::move(v);
         provided_ = engaged_ = true;
@@ -99,12 +179,26 @@ public:
         disengage();
         return *this;
     }
+    optional& operator=(std::nullopt_t) {
+        disengage();
+        return *this;
+    }
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    optional& operator=(std::optional<U> v) {
+        if (v.has_value()) {
+            return *this = std::move(*v);
+        }
+        return *this = std::nullopt;
+    }
 
     bool provided() const noexcept { return provided_; }
     bool engaged() const noexcept { return engaged_; }
     optional_quality quality() const noexcept {
         return detail::get_optional_quality(provided_, engaged_);
     }
+
+    // The value, or std::nullopt when unprovided or disengaged.
+    operator std::optional<T>() const { return engaged_ ? std::optional<T>(value_) : std::nullopt; }
 
     // Throw missing_value when unprovided and disengaged_value when disengaged.
     T& get() {
@@ -146,8 +240,17 @@ public:
         provided_ = engaged_ = false;
     }
 
+    // Equal in the same state (unprovided, disengaged, engaged) with equal values. Against a T,
+    // std::nullopt or a std::optional<T> it compares as the std::optional<T> it converts to, so
+    // std::nullopt equals an unprovided member and a disengaged one.
+    friend bool operator==(optional const& a, optional const& b) {
+        return a.provided_ == b.provided_ && a.engaged_ == b.engaged_ &&
+               (!a.engaged_ || a.value_ == b.value_);
+    }
+    friend bool operator!=(optional const& a, optional const& b) { return !(a == b); }
+
 private:
-    friend struct detail::member_access;
+    friend struct detail::member_form<optional>;
 
     void check() const {
         if (!provided_) {
@@ -165,47 +268,57 @@ private:
 
 namespace detail {
 
+// How the record codec sees a member of declared type W, so that every kind of member takes the
+// same road through the record's decisions: the value type; whether the member is optional (read
+// with get_attr's optional_member policy, null beside its type in the schema); its state as an
+// optional_quality, a member that holds a value counting as engaged; the value it holds; and how it
+// changes when a document sets it to null (disengage, optional members only) or gives it a value
+// it did not hold (fill: `read` reads into a value from scratch, and the member then holds it).
+//
+// A plain member is its own value: required, and always holding one.
 template <class W>
-struct is_member_wrapper : std::false_type {};
+struct member_form {
+    using value_type = W;
+    static constexpr bool is_optional = false;
+    static constexpr optional_quality quality(W const&) noexcept { return engaged; }
+    static W& raw(W& m) noexcept { return m; }
+    static W const& raw(W const& m) noexcept { return m; }
+    template <class F>
+    static void fill(W& m, F&& read) {
+        m = W();
+        read(m);
+    }
+};
+
 template <class T>
-struct is_member_wrapper<required<T>> : std::true_type {};
-template <class T>
-struct is_member_wrapper<optional<T>> : std::true_type {};
-
-// What the codecs need and users should not: the raw value and the flags, without checks.
-struct member_access {
-    template <class T>
-    static T& raw(required<T>& m) noexcept {
-        return m.value_;
+struct member_form<required<T>> {
+    using value_type = T;
+    static constexpr bool is_optional = false;
+    static optional_quality quality(required<T> const& m) noexcept {
+        return m.provided_ ? engaged : unprovided;
     }
-    template <class T>
-    static T const& raw(required<T> const& m) noexcept {
-        return m.value_;
-    }
-    template <class T>
-    static T& raw(optional<T>& m) noexcept {
-        return m.value_;
-    }
-    template <class T>
-    static T const& raw(optional<T> const& m) noexcept {
-        return m.value_;
-    }
-
-    template <class T>
-    static bool holds_value(required<T> const& m) noexcept {
-        return m.provided_;
-    }
-    template <class T>
-    static bool holds_value(optional<T> const& m) noexcept {
-        return m.engaged_;
-    }
-
-    template <class T>
-    static void mark_held(required<T>& m) noexcept {
+    static T& raw(required<T>& m) noexcept { return m.value_; }
+    static T const& raw(required<T> const& m) noexcept { return m.value_; }
+    template <class F>
+    static void fill(required<T>& m, F&& read) {
+        m.value_ = T(); // members or entries the document leaves out must not survive
+        read(m.value_);
         m.provided_ = true;
     }
-    template <class T>
-    static void mark_held(optional<T>& m) noexcept {
+};
+
+template <class T>
+struct member_form<optional<T>> {
+    using value_type = T;
+    static constexpr bool is_optional = true;
+    static optional_quality quality(optional<T> const& m) noexcept { return m.quality(); }
+    static T& raw(optional<T>& m) noexcept { return m.value_; }
+    static T const& raw(optional<T> const& m) noexcept { return m.value_; }
+    static void disengage(optional<T>& m) { m.disengage(); }
+    template <class F>
+    static void fill(optional<T>& m, F&& read) {
+        m.value_ = T();
+        read(m.value_);
         m.provided_ = m.engaged_ = true;
     }
 };

@@ -4,8 +4,8 @@
 // patches.
 //
 //     struct wifi {
-//         tolvi::required<std::string> ssid;
-//         tolvi::optional<std::string> static_ip;
+//         std::string ssid;
+//         std::optional<std::string> static_ip;
 //     };
 //     TOLVI_RECORD(wifi, ssid, (static_ip, "static-ip"));
 //
@@ -15,6 +15,8 @@
 //   member_types.hpp        the member types, and the errors for the others
 //   record_codec.hpp        the codec of records: how members are read, written and compared
 //   container_codecs.hpp    std::vector, std::array and std::map, with their keys
+//   detail/                 one header per further kind of member: std::optional members, sets,
+//                           unordered maps, durations
 //   float_codec.hpp         float
 //   calls.hpp               to_variant, from_json, equal, make_patch, ...
 //   schema.hpp              json_schema
@@ -24,6 +26,10 @@
 #include <tolvi/calls.hpp>
 #include <tolvi/child_codec.hpp>
 #include <tolvi/container_codecs.hpp>
+#include <tolvi/detail/durations.hpp>
+#include <tolvi/detail/sets.hpp>
+#include <tolvi/detail/std_optional.hpp>
+#include <tolvi/detail/unordered_maps.hpp>
 #include <tolvi/float_codec.hpp>
 #include <tolvi/member_printers.hpp>
 #include <tolvi/member_types.hpp>

@@ -2,6 +2,12 @@
 
 // The codec of a record declared with TOLVI_RECORD (record_description.hpp).
 //
+// Every member takes the same road through composite_impl's decisions, with the flags that its
+// declared type gives it (member_form, members.hpp): a plain member is required and always
+// provided, a std::optional one optional and never unprovided, and required<T> and optional<T>
+// say what they hold. Below, "optional member" means std::optional<T> and optional<T> alike, and
+// a std::nullopt is a disengaged member.
+//
 // Reading (from_variant, from_json, from_file):
 // - Without patch, a required member must be present and not null. A null disengages an optional
 //   member; an absent one is disengaged too in the record calls (so that what they read can be
@@ -140,49 +146,45 @@ public:
     }
 
 private:
-    using access = detail::member_access;
-
-    template <class W>
-    static constexpr bool is_optional = !std::is_same<W, required<typename W::value_type>>::value;
-
     // False stops the walk: in compare mode, at the first difference.
     template <auto M>
     bool member(detail::field<M> const& f) {
-        using W = typename detail::member_pointer<decltype(M)>::wrapper;
+        using form = detail::member_form<typename detail::member_pointer<decltype(M)>::declared>;
         switch (op_mode) {
         case serialize_to_json:
-            write<M, W>(f.name);
+            write<M, form>(f.name);
             return true;
         case deserialize_from_json:
-            read<M, W>(f.renamed() ? detail::present_key(f, *data->value.mapValue) : f.name);
+            read<M, form>(f.renamed() ? detail::present_key(f, *data->value.mapValue) : f.name);
             return true;
         case collect_attr_names:
             add_attr_name_to_vector(f.name);
             return true;
         case compare:
-            return compare_member<M, W>();
+            return compare_member<M, form>();
         default:
             return false;
         }
     }
 
-    template <auto M, class W>
+    template <auto M, class form>
     void write(char const* name) {
-        using T = typename W::value_type;
-        W const& m = static_cast<R const*>(value)->*M;
-        W const* base = patch && baseline != nullptr ? &(baseline->*M) : nullptr;
-        bool const both = base != nullptr && access::holds_value(*base) && access::holds_value(m);
-        bool const unchanged = both && detail::same(access::raw(*base), access::raw(m));
+        using T = typename form::value_type;
+        auto const& m = static_cast<R const*>(value)->*M;
+        auto const* base = patch && baseline != nullptr ? &(baseline->*M) : nullptr;
+        bool const both =
+            base != nullptr && form::quality(*base) == engaged && form::quality(m) == engaged;
+        bool const unchanged = both && detail::same(form::raw(*base), form::raw(m));
 
         bool needed;
         try {
-            if constexpr (is_optional<W>) {
+            if constexpr (form::is_optional) {
                 needed = optional_member_serialization_needed(
-                    base != nullptr ? base->quality() : unprovided,
-                    unchanged ? unprovided : m.quality(), name);
+                    base != nullptr ? form::quality(*base) : unprovided,
+                    unchanged ? unprovided : form::quality(m), name);
             } else {
-                needed =
-                    required_member_serialization_needed(false, m.provided() && !unchanged, name);
+                needed = required_member_serialization_needed(
+                    false, form::quality(m) != unprovided && !unchanged, name);
             }
         } catch (missing_value const&) {
             if (!detail::in_record_call(*this)) {
@@ -193,20 +195,20 @@ private:
         if (!needed) {
             return;
         }
-        data_t* const d = get_attr(name, is_optional<W> ? optional_member : required_member);
+        data_t* const d = get_attr(name, form::is_optional ? optional_member : required_member);
         detail::at<T>(*this, name, d, [&] {
-            detail::write_changes(*this, access::raw(m), both ? &access::raw(*base) : nullptr, d);
+            detail::write_changes(*this, form::raw(m), both ? &form::raw(*base) : nullptr, d);
             detail::check_output<T>(*this, *d);
             if (d->type == Variant::Null && detail::in_record_call(*this)) {
-                detail::throw_null_member(is_optional<W>);
+                detail::throw_null_member(form::is_optional);
             }
         });
     }
 
-    template <auto M, class W>
+    template <auto M, class form>
     void read(char const* name) {
-        using T = typename W::value_type;
-        W& m = static_cast<R*>(value)->*M;
+        using T = typename form::value_type;
+        auto& m = static_cast<R*>(value)->*M;
         {
             detail::refusals const refused = detail::refused_sources<R, M>();
             std::copy_n(refused.types, refused.count, unacceptable_source_types);
@@ -215,7 +217,7 @@ private:
 
         data_t const* d;
         try {
-            d = get_attr(name, is_optional<W> ? optional_member : required_member);
+            d = get_attr(name, form::is_optional ? optional_member : required_member);
         } catch (bad_deserialization_source const&) {
             if (!detail::in_record_call(*this)) {
                 throw;
@@ -223,46 +225,37 @@ private:
             throw detail::refused_member(*this, name, detail::refused_sources<R, M>());
         }
         if (d == nullptr) {
-            if constexpr (is_optional<W>) {
+            if constexpr (form::is_optional) {
                 if (!patch && detail::in_record_call(*this)) {
-                    m.disengage(); // absent from a whole document: written again, it stays out
+                    // absent from a whole document: written again, it stays out
+                    form::disengage(m);
                 }
             }
             return;
         }
-        if constexpr (is_optional<W>) {
+        if constexpr (form::is_optional) {
             if (d->type == Variant::Null) {
-                m.disengage();
+                form::disengage(m);
                 return;
             }
         }
-        T& v = access::raw(m);
-        detail::at<T>(*this, name, d, [&] {
-            if (access::holds_value(m)) {
-                detail::read_held(*this, v, d);
-            } else {
-                if constexpr (detail::is_record<T>::value || detail::is_map<T>::value) {
-                    v = T(); // members or entries the document leaves out must not survive
-                }
-                detail::read_fresh(*this, v, d);
-            }
-        });
+        if (form::quality(m) == engaged) {
+            detail::at<T>(*this, name, d, [&] { detail::read_held(*this, form::raw(m), d); });
+        } else {
+            form::fill(m, [&](T& v) {
+                detail::at<T>(*this, name, d, [&] { detail::read_fresh(*this, v, d); });
+            });
+        }
         detail::drop_read(*this, d);
-        access::mark_held(m);
     }
 
-    template <auto M, class W>
+    template <auto M, class form>
     bool compare_member() {
-        W const& a = static_cast<R const*>(other)->*M;
-        W const& b = static_cast<R const*>(value)->*M;
-        bool equal;
-        if constexpr (is_optional<W>) {
-            equal = a.quality() == b.quality();
-        } else {
-            equal = a.provided() == b.provided();
-        }
-        if (equal && access::holds_value(a)) {
-            equal = detail::same(*this, access::raw(a), access::raw(b));
+        auto const& a = static_cast<R const*>(other)->*M;
+        auto const& b = static_cast<R const*>(value)->*M;
+        bool equal = form::quality(a) == form::quality(b);
+        if (equal && form::quality(a) == engaged) {
+            equal = detail::same(*this, form::raw(a), form::raw(b));
         }
         if (!equal) {
             *detail::compare_flag(*this) = false;
@@ -285,25 +278,33 @@ struct holds_records<std::map<K, T>>
     : std::bool_constant<(std::is_same<K, std::string>::value || is_map_key<K>::value) &&
                          holds_records<T>::value> {};
 
+// The index at which the i-th element `e` of a list or set C is written: i, unless C writes its
+// elements in another order than it keeps them (sets.hpp).
+template <class C>
+struct written_index {
+    static std::size_t of(C const&, typename C::value_type const&, std::size_t i) noexcept {
+        return i;
+    }
+};
+
 template <class T>
 void check_provided(T const& v);
 
 template <class R, auto M>
 void check_provided_member(R const& r, field<M> const& f) {
-    using W = typename member_pointer<decltype(M)>::wrapper;
-    using T = typename W::value_type;
-    W const& m = r.*M;
-    if (!m.provided()) {
-        document_error e(std::string(), std::is_same<W, required<T>>::value
-                                            ? "required member is missing"
-                                            : "optional member is missing");
+    using form = member_form<typename member_pointer<decltype(M)>::declared>;
+    using T = typename form::value_type;
+    auto const& m = r.*M;
+    if (form::quality(m) == unprovided) {
+        document_error e(std::string(), form::is_optional ? "optional member is missing"
+                                                          : "required member is missing");
         e.prepend_key(f.name);
         throw e;
     }
     if constexpr (holds_records<T>::value) {
-        if (member_access::holds_value(m)) {
+        if (form::quality(m) == engaged) {
             try {
-                check_provided(member_access::raw(m));
+                check_provided(form::raw(m));
             } catch (document_error& e) {
                 e.prepend_key(f.name);
                 throw;
@@ -333,7 +334,7 @@ void check_provided(T const& v) {
                 }
             } catch (document_error& error) {
                 if constexpr (!is_map<T>::value) {
-                    error.prepend_index(i);
+                    error.prepend_index(written_index<T>::of(v, e, i));
                 } else if constexpr (std::is_same<typename T::key_type, std::string>::value) {
                     error.prepend_key(e.first);
                 } else {

@@ -60,7 +60,7 @@ template <class P>
 struct member_pointer;
 template <class C, class W>
 struct member_pointer<W C::*> {
-    using wrapper = W;
+    using declared = W; // required<T>, optional<T>, std::optional<T> or a plain T
 };
 
 void tolvi_record_fields() = delete; // found by ADL for the types declared with TOLVI_RECORD

@@ -6,15 +6,17 @@
 //
 // It states the JSON keys, the required members (none in a patch), null for optional members,
 // the range of every integer and of float, the names of enumerations, the length of fixed-length
-// arrays and the keys of maps; each nested record is described once under "$defs" and referred
-// to with "$ref". Opaque blocks may hold any value. Keys the record does not describe are allowed,
-// as reading ignores them, unless options().strict() refuses them ("additionalProperties":
-// false). The older keys of a renamed member are properties marked "deprecated", of which a
-// document holds at most one. A char const* member is never read: it must be absent.
+// arrays, the uniqueness of sets' elements and the keys of maps; each nested record is described
+// once under "$defs" and referred to with "$ref". Opaque blocks may hold any value. Keys the
+// record does not describe are allowed, as reading ignores them, unless options().strict()
+// refuses them ("additionalProperties": false). The older keys of a renamed member are
+// properties marked "deprecated", of which a document holds at most one. A char const* member is
+// never read: it must be absent.
 //
 // What JSON Schema cannot say: an integer member refuses a number written with a fraction, even
-// 3.0, which the schema's "integer" takes; and an integer map key must lie in its type's range,
-// where the schema only says it is written in decimal. A 64-bit unsigned member takes 0 to
+// 3.0, which the schema's "integer" takes; an integer map key must lie in its type's range,
+// where the schema only says it is written in decimal; and a set refuses two elements that read
+// as one value, where "uniqueItems" compares their JSON. A 64-bit unsigned member takes 0 to
 // 2^63 - 1, the part of its range that JSON text holds. A member type with a codec of its own
 // (impl<T>) gets no schema: any value.
 //
@@ -166,9 +168,9 @@ private:
     template <class R, auto M>
     void member(field<M> const& f, Variant::map_type& properties, Variant::vector_type& required,
                 Variant::vector_type& rules) {
-        using W = typename member_pointer<decltype(M)>::wrapper;
-        using T = typename W::value_type;
-        constexpr bool is_required = std::is_same<W, tolvi::required<T>>::value;
+        using form = member_form<typename member_pointer<decltype(M)>::declared>;
+        using T = typename form::value_type;
+        constexpr bool is_required = !form::is_optional;
         refusals const refused = refused_sources<R, M>();
         bool const refuses = std::find(refused.types, refused.types + refused.count, source_) !=
                              refused.types + refused.count;
@@ -351,7 +353,8 @@ Variant json_schema(options const& o = {}) {
             "blocks and keys the record does not describe included, an integer outside the signed "
             "64-bit range, a number too large for a double (1e309), the escape \\u0000 and a "
             "surrogate escape without its pair (\\ud800); in an integer member, a number written "
-            "with a fraction (3.0); and an integer map key outside its type's range.";
+            "with a fraction (3.0); an integer map key outside its type's range; and two elements "
+            "of a set that read as one value.";
         if (o.patch) {
             description += " In a patch, a nested record or a map entry that the record does not "
                            "hold yet must be whole, a change of type inside an opaque block is "

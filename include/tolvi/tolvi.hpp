@@ -8,6 +8,10 @@
 #include <tolvi/codecs.hpp>
 #include <tolvi/container_codecs.hpp>
 #include <tolvi/context.hpp>
+#include <tolvi/detail/durations.hpp>
+#include <tolvi/detail/sets.hpp>
+#include <tolvi/detail/std_optional.hpp>
+#include <tolvi/detail/unordered_maps.hpp>
 #include <tolvi/enum.hpp>
 #include <tolvi/errors.hpp>
 #include <tolvi/export.hpp>

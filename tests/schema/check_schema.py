@@ -34,7 +34,18 @@ def report(**changes):
     return json.dumps({**REPORT, **{key.replace("_", "-"): v for key, v in changes.items()}})
 
 
-BASES = {"device": device(), "report": report(), "node": '{"name": "a"}',
+AGENT = {"name": "n", "seq": 9223372036854775807, "last-error": None,
+         "quiet": {"start": -2147483648, "length": 1.5}, "bounds": {"max-temp": 3},
+         "tags": ["", "a"], "modes": ["heat", "cool"], "levels": [-1.5, 0.0], "counts": {"a": 1},
+         "ports": {"22": {"max-temp": 1}}, "timeout": -9223372036854775808, "latency": 0.5,
+         "blob": [0, 255]}
+
+
+def agent(**changes):
+    return json.dumps({**AGENT, **changes})
+
+
+BASES = {"device": device(), "report": report(), "node": '{"name": "a"}', "agent": agent(),
          "panel": '{"gain": 1, "modes": {"cool": {"max-temp": 1}}, "pair": [{"max-temp": 1}, '
                   '{"max-temp": 2}]}'}
 
@@ -114,6 +125,30 @@ CASES = [
     ("device", "strict", device(unknown_key=[1]), "R"),
     ("device", "patch+strict", '{"wifi": {"mtu": 9000, "MTU": 1}}', "R"),
     ("node", "", '{"name": "a", "children": [{"name": "b", "children": [{"name": "c"}]}]}', "A"),
+    ("agent", "", agent(), "A"),
+    ("agent", "", agent(bounds=None, latency=None, tags=[], modes=[], ports={}, blob=[]), "A"),
+    ("agent", "", agent(name=None), "R"),
+    ("agent", "", json.dumps({k: v for k, v in AGENT.items() if k != "timeout"}), "R"),
+    ("agent", "", agent(tags=["a", "b", "a"]), "R"),
+    ("agent", "", agent(modes=["off", "off"]), "R"),
+    ("agent", "", agent(levels=[1, 1.0]), "R"),
+    ("agent", "", agent(modes=["warm"]), "R"),
+    ("agent", "", agent(counts={"a": 32768}), "R"),
+    ("agent", "", agent(ports={"65536": {"max-temp": 1}}), "X"),
+    ("agent", "", agent(ports={"080": {"max-temp": 1}}), "R"),
+    ("agent", "", agent(timeout=9223372036854775807, latency=-3.4028234663852886e38), "A"),
+    ("agent", "", agent(timeout=1.5), "R"),
+    ("agent", "", agent(timeout=30.0), "X"),
+    ("agent", "", agent(latency=3.5e38), "R"),
+    ("agent", "", agent(quiet={"start": 2147483648}), "R"),
+    ("agent", "", agent(quiet={"start": 0, "length": "1s"}), "R"),
+    ("agent", "", agent(blob=[256]), "R"),
+    ("agent", "patch", '{"seq": 1, "tags": ["x"], "counts": {"a": null}, "last-error": "e"}', "A"),
+    ("agent", "patch", '{"quiet": {"start": 5}, "bounds": {"class": null}}', "A"),
+    ("agent", "patch", '{"quiet": null}', "R"),
+    ("agent", "patch", '{"tags": ["x", "x"]}', "R"),
+    ("agent", "patch", '{"ports": {"23": {}}}', "X"),  # a new map entry is whole
+    ("agent", "patch+cloud", '{"ports": {"22": {"max-temp": 2}}}', "R"),
     ("node", "", '{"name": "a", "children": [{"name": "b", "children": [{}]}]}', "R"),
 ]
 

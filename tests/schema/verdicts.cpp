@@ -48,7 +48,8 @@ int main() {
     record const records[] = {make<devcfg::device_config>("device", devcfg::cloud),
                               make<devcfg::status_report>("report", devcfg::cloud),
                               make<kinds::panel>("panel", kinds::cloud),
-                              make<kinds::node>("node", kinds::cloud)};
+                              make<kinds::node>("node", kinds::cloud),
+                              make<kinds::agent>("agent", kinds::cloud)};
     Variant const input =
         Variant::fromJson(std::string{std::istreambuf_iterator<char>(std::cin), {}});
     Variant::vector_type verdicts;
