@@ -78,7 +78,7 @@ run_format() {
     if git -C "$root" rev-parse --is-inside-work-tree >/dev/null 2>&1; then
         mapfile -t files < <(git -C "$root" ls-files -- '*.cpp' '*.hpp' '*.h' '*.cc')
     else
-        mapfile -t files < <(find include src tests examples platform bench fuzz \
+        mapfile -t files < <(find include src tools tests examples platform bench fuzz \
             -name '*.cpp' -o -name '*.hpp' -o -name '*.h' -o -name '*.cc' 2>/dev/null)
     fi
     clang-format-14 --dry-run -Werror "${files[@]}"
