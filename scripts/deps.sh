@@ -2,8 +2,9 @@
 # Installs the Debian 12 packages the build needs. Safe to run again: when everything is already
 # installed it touches nothing.
 #   scripts/deps.sh demo   compiler, CMake, pkg-config, Jansson
-#   scripts/deps.sh test   the above, plus GoogleTest, clang-format, and the armhf cross toolchain,
-#                          Jansson and GoogleTest for armhf, and qemu-user to run the armhf tests;
+#   scripts/deps.sh test   the above, plus GoogleTest, clang-format, clang-tidy, and the armhf
+#                          cross toolchain, Jansson and GoogleTest for armhf, and qemu-user to run
+#                          the armhf tests;
 #                          valgrind, clang-14 with libFuzzer for the fuzz targets, and
 #                          python3-jsonschema, the validator that checks the records' JSON Schemas
 #   scripts/deps.sh bench  the demo's, plus what the benchmarks alone use: Google Benchmark,
@@ -24,7 +25,7 @@ packages=(g++ make cmake pkg-config libjansson-dev)
 if [[ $mode == test ]]; then
     # binutils brings nm and c++filt for the exported-interface check; git lists the files that
     # the format check reads.
-    packages+=(binutils git libgtest-dev clang-format-14
+    packages+=(binutils git libgtest-dev clang-format-14 clang-tidy-14
         g++-arm-linux-gnueabihf qemu-user libjansson-dev:armhf libgtest-dev:armhf
         valgrind clang-14 libclang-rt-14-dev python3-jsonschema)
 fi

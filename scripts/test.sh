@@ -2,6 +2,7 @@
 # Builds with warnings as errors and runs the whole suite in every configuration:
 #   format       clang-format-14 over the tracked C++ files
 #   host         Debug build, all tests, the exported-interface check
+#   naming       clang-tidy-14's naming check over src/, tools/ and include/ (.clang-tidy)
 #   consumers    install into a temporary prefix; find_package, add_subdirectory and pkg-config
 #                consumers build and run, and a TOLVI_BUNDLED_SKRIB=OFF build links the installed
 #                logging library; builds without pkg-config take Jansson from a target of the
@@ -77,7 +78,7 @@ run_format() {
     if git -C "$root" rev-parse --is-inside-work-tree >/dev/null 2>&1; then
         mapfile -t files < <(git -C "$root" ls-files -- '*.cpp' '*.hpp' '*.h' '*.cc')
     else
-        mapfile -t files < <(find include src tests examples platform bench fuzz \
+        mapfile -t files < <(find include src tools tests examples platform bench fuzz \
             -name '*.cpp' -o -name '*.hpp' -o -name '*.h' -o -name '*.cc' 2>/dev/null)
     fi
     clang-format-14 --dry-run -Werror "${files[@]}"
@@ -85,7 +86,23 @@ run_format() {
 }
 
 run_host() {
-    configure_build_test "$root/build/host" -DCMAKE_BUILD_TYPE=Debug
+    configure_build_test "$root/build/host" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
+}
+
+# The naming rule (.clang-tidy: readability-identifier-naming alone) over the library's sources and
+# the tool, with the host build's compile commands, and over the public headers through the one
+# header that includes them all. Any name off the rule fails the step.
+run_naming() {
+    local db=$root/build/host files
+    [[ -f $db/compile_commands.json ]] || {
+        echo "the host build is missing"
+        return 1
+    }
+    mapfile -t files < <(cd "$root" && find src tools -name '*.cpp' | sort)
+    clang-tidy-14 --quiet -p "$db" "${files[@]}"
+    clang-tidy-14 --quiet include/tolvi/tolvi.hpp -- -x c++ -std=c++17 -Iinclude \
+        -Iplatform/skrib/include
+    echo "${#files[@]} sources and the public headers" >"$logs/naming.log.detail"
 }
 
 run_consumers() {
@@ -210,6 +227,7 @@ run_fuzz() {
 total_start=$SECONDS
 step format run_format
 step host run_host
+step naming run_naming
 step consumers run_consumers
 step asan+ubsan run_sanitizers
 step armhf run_armhf

@@ -61,7 +61,9 @@ TEST(conformance, EveryTextGetsItsAnswer) {
         }
     }
     EXPECT_EQ(texts['d'], 4) << "a listed deviation is missing from the suite";
-    EXPECT_TRUE(texts['y'] > 80 && texts['n'] > 150 && texts['i'] > 20);
+    EXPECT_GT(texts['y'], 80);
+    EXPECT_GT(texts['n'], 150);
+    EXPECT_GT(texts['i'], 20);
 }
 
 TEST(fuzz_inputs, HoldEveryProperty) {

@@ -29,13 +29,15 @@ TEST(Context, SettersAndOptionalQualities) {
         EXPECT_EQ(fields(c),
                   fields({&x, &x, &doc, &doc, unspecified, tv::deserialize_from_json, 0, 0}));
     }
-    EXPECT_TRUE(tv::detail::get_optional_quality(false, true) == tv::unprovided &&
-                tv::detail::get_optional_quality(true, false) == tv::disengaged);
+    EXPECT_EQ(tv::detail::get_optional_quality(false, true), tv::unprovided);
+    EXPECT_EQ(tv::detail::get_optional_quality(true, false), tv::disengaged);
     tv::optional<int> none(tv::none), unprovided;
-    EXPECT_TRUE(none.quality() == tv::disengaged && none.value_or(4) == 4);
+    EXPECT_EQ(none.quality(), tv::disengaged);
+    EXPECT_EQ(none.value_or(4), 4);
     EXPECT_THROW(none.get(), tv::disengaged_value);
     EXPECT_THROW(unprovided.get(), tv::missing_value);
     tv::required<int> r(3);
     r.clear();
-    EXPECT_TRUE(!r.provided() && tv::optional<int>(2).quality() == tv::engaged);
+    EXPECT_FALSE(r.provided());
+    EXPECT_EQ(tv::optional<int>(2).quality(), tv::engaged);
 }

@@ -58,14 +58,16 @@ TEST(deep_documents, EveryOperationFitsADefaultThreadStack) {
     operation const operations[] = {
         [](Variant const& d, std::string const& text) {
             EXPECT_EQ(Variant::fromJson(text), d);
-            EXPECT_TRUE(d.toJson() == text && tv::to_json(d) == text &&
-                        d.prettyPrintJson().size() > text.size());
+            EXPECT_EQ(d.toJson(), text);
+            EXPECT_EQ(tv::to_json(d), text);
+            EXPECT_GT(d.prettyPrintJson().size(), text.size());
         },
         [](Variant const& d, std::string const&) { // copies, released on this thread
             Variant copy(d), target(Variant::map_type{{"doc", Variant(1)}});
             EXPECT_FALSE(target.mergeWith(Variant::map_type{{"doc", d}}));
             target = Variant::map_type{{"doc", copy}};
-            EXPECT_TRUE(target.mergeWith(Variant::map_type{{"doc", d}}) && target.get("doc") == d);
+            EXPECT_TRUE(target.mergeWith(Variant::map_type{{"doc", d}}));
+            EXPECT_EQ(target.get("doc"), d);
         },
         [](Variant const& d, std::string const&) { // JSONPath wildcards to the bottom
             tv::opaque_json_block block;
@@ -92,8 +94,8 @@ TEST(deep_documents, EveryOperationFitsADefaultThreadStack) {
         }
         tolvi_test::log_capture cap;
         EXPECT_TRUE(Variant::fromJson(nested(limit + 1, shape)).isNull());
-        EXPECT_TRUE(cap.entries.size() == 1 &&
-                    cap.entries[0].message.rfind("JSON error [", 0) == 0);
+        ASSERT_EQ(cap.entries.size(), 1u);
+        EXPECT_EQ(cap.entries[0].message.rfind("JSON error [", 0), 0u);
     }
 }
 

@@ -14,8 +14,8 @@ base::bimap_t const colours{entries, 5};
 } // namespace
 
 TEST(EnumCodec, LookupsBothWays) {
-    EXPECT_TRUE(base::bimap_lookup("red", colours, nullptr) == 0 &&
-                base::bimap_lookup("verde", colours, nullptr) == 2);
+    EXPECT_EQ(base::bimap_lookup("red", colours, nullptr), 0);
+    EXPECT_EQ(base::bimap_lookup("verde", colours, nullptr), 2);
     EXPECT_STREQ(base::bimap_lookup(2, colours), "green");
     for (char const* near_miss : {"Red", "red ", "re", ""}) { // reported alone
         EXPECT_BAD_SOURCE(base::bimap_lookup(near_miss, colours, nullptr),

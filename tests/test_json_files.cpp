@@ -31,9 +31,11 @@ TEST(JsonFiles, WritesAndReadsWholeFiles) {
     v.set("c", Variant(1.0 / 3.0));
     put(std::string(100, 'z')); // replaced whole
     td::variant_to_json_file(v, path);
-    EXPECT_TRUE(bytes() == text && td::variant_from_json_file(path) == Variant::fromJson(text));
+    EXPECT_EQ(bytes(), text);
+    EXPECT_EQ(td::variant_from_json_file(path), Variant::fromJson(text));
     td::variant_to_json_file(Variant("\xFF"), path); // refused by the printer
-    EXPECT_TRUE(bytes().empty() && td::variant_from_json_file(path).isNull()); // no exception
+    EXPECT_EQ(bytes(), "");
+    EXPECT_TRUE(td::variant_from_json_file(path).isNull()); // no exception
     // White space, new lines and more bytes than any read chunk all arrive.
     Variant const big(Variant::vector_type(3000, Variant(std::string(20, 'q'))));
     put(big.prettyPrintJson());
@@ -47,8 +49,9 @@ TEST(JsonFiles, WritesAndReadsWholeFiles) {
     EXPECT_THROW_MSG(td::variant_from_json_file(no_dir), std::runtime_error, failure);
     EXPECT_THROW_MSG(td::variant_to_json_file(Variant(1), no_dir), std::runtime_error, failure);
     tolvi_test::log_capture log;
-    EXPECT_TRUE(td::variant_from_json_file(::testing::TempDir()).isNull() &&
-                log.entries.size() == 1u && log.entries[0].level == 1);
+    EXPECT_TRUE(td::variant_from_json_file(::testing::TempDir()).isNull());
+    ASSERT_EQ(log.entries.size(), 1u);
+    EXPECT_EQ(log.entries[0].level, 1);
 }
 
 // read_text_file and the record calls' from_file: the system's reason and errno for what cannot
@@ -80,7 +83,8 @@ TEST(JsonFiles, ReadsTextOrSaysWhyNot) {
         try {
             EXPECT_EQ(tv::read_text_file(c.path, c.limit).substr(0, 5), c.failure);
         } catch (std::system_error const& e) {
-            EXPECT_TRUE(e.what() == c.failure && e.code() == c.code) << e.what();
+            EXPECT_EQ(e.what(), c.failure);
+            EXPECT_EQ(e.code(), c.code) << e.what();
         }
     }
     std::vector<int> read;
@@ -96,8 +100,9 @@ TEST(JsonFiles, ReadsTextOrSaysWhyNot) {
         tv::from_file(v, path);
         ADD_FAILURE() << "bad text read";
     } catch (tv::document_error const& e) {
-        EXPECT_TRUE(e.line() == 2 && e.column() == 4 && v == Variant::fromJson("[1,2]"))
-            << e.what();
+        EXPECT_EQ(e.line(), 2) << e.what();
+        EXPECT_EQ(e.column(), 4);
+        EXPECT_EQ(v, Variant::fromJson("[1,2]"));
     }
     std::remove(path.c_str());
 }

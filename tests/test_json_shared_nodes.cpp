@@ -62,7 +62,8 @@ TEST(json_shared_nodes, TextAsUnsharedAndTheHandedOutTreeSharesNothing) {
             SCOPED_TRACE(i);
             Variant const doc(list);
             json_t* tree = toJansson(doc);
-            ASSERT_TRUE(tree != nullptr && shares_nothing(tree));
+            ASSERT_NE(tree, nullptr);
+            ASSERT_TRUE(shares_nothing(tree));
             // Compared whole: a diff of two large texts would take gigabytes.
             EXPECT_TRUE(doc.toJson() ==
                         printed(tree, JSON_COMPACT | JSON_ENCODE_ANY | JSON_REAL_PRECISION(7)));

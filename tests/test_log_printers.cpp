@@ -59,7 +59,8 @@ TEST(Skrib, SinksThresholdAndFormatting) {
                       all.entries[3].message,
                   "tests/test_log_printers.cpp TestBody kept");
     }
-    EXPECT_TRUE(evaluated == 0 && sk::detail::highest_sink_level == -1);
+    EXPECT_EQ(evaluated, 0);
+    EXPECT_EQ(sk::detail::highest_sink_level, -1);
     char buf[4] = {'x', 'x', 'x', 'x'};
     EXPECT_EQ(sk::detail::var_printer<std::string>{}(buf, 4, "", std::string("hello")), 5);
     EXPECT_EQ(sk::detail::var_printer<char*>{}(buf, 0, "", static_cast<char const*>("hello")), 5);

@@ -110,7 +110,9 @@ TEST(MemberKinds, ChangesCompareAndPatch) {
         [](agent& a) { a.tags.clear(); },
         [](agent& a) { a.tags.insert("c"); },
         [](agent& a) { a.modes.erase(kinds::mode::cool); },
-        [](agent& a) { a.modes = {kinds::mode::heat, kinds::mode::off}; },
+        [](agent& a) {
+            a.modes = {kinds::mode::heat, kinds::mode::off};
+        },
         [](agent& a) { a.levels.insert(-0.25); },
         [](agent& a) { a.counts["zz"] = 0; },
         [](agent& a) { a.counts.erase("a"); },

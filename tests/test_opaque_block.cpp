@@ -40,22 +40,24 @@ TEST(OpaqueBlock, FactoriesAndAttributes) {
     Variant expected = Variant::fromJson(R"({"blk":{"x":[1]},"nul":null,"t":true,
         "ll":-1099511627776,"d":1e-12,"txt":"text","mv":"qqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqq"})");
     expected.set("nb", Variant(std::string("a\0b", 3)));
-    EXPECT_TRUE(b.json == expected && moved.empty());
+    EXPECT_EQ(b.json, expected);
+    EXPECT_EQ(moved, ""); // a deep copy of a moved argument, then moved from
     // A default block holds null, which Variant::set alone would turn into an Object.
     opaque_json_block c;
     std::string moved_in = "must survive";
     EXPECT_THROW_MSG(c.set_attribute("k", 1), std::logic_error,
                      "cannot set_attribute() on JSON storing a non-Object");
     EXPECT_THROW(c.set_attribute("k", std::move(moved_in)), std::logic_error);
-    EXPECT_TRUE(c.json.isNull() && moved_in == "must survive");
+    EXPECT_TRUE(c.json.isNull());
+    EXPECT_EQ(moved_in, "must survive");
 }
 
 // The codec writes the compare flag both ways, by deep equality. Driven by hand with patch set,
 // it merges, and a merge refused keeps the block as it was, without a word.
 TEST(OpaqueBlock, CodecCompareAndPatch) {
     using codec = tv::impl<opaque_json_block>;
-    EXPECT_TRUE(tolvi_test::compare<codec>(block_of("[{}]"), block_of("[{}]"), false) &&
-                !tolvi_test::compare<codec>(block_of("1"), block_of("1.0"), true));
+    EXPECT_TRUE(tolvi_test::compare<codec>(block_of("[{}]"), block_of("[{}]"), false));
+    EXPECT_FALSE(tolvi_test::compare<codec>(block_of("1"), block_of("1.0"), true));
     std::pair<char const*, char const*> const patches[] = {{R"({"b":2})", R"({"a":1,"b":2})"},
                                                            {R"({"a":"x"})", R"({"a":1})"}};
     for (auto const& [patch, merged] : patches) {
@@ -72,20 +74,28 @@ TEST(OpaqueBlock, CodecCompareAndPatch) {
 
 TEST(OpaqueCompare, AgainstScalars) {
     opaque_json_block const five = block_of("5"), big = block_of("4000000000");
-    EXPECT_TRUE(five.compare(5.0) == 0 && five.compare(6LL) == -1 && five.compare(-1) == 1);
+    EXPECT_EQ(five.compare(5.0), 0);
+    EXPECT_EQ(five.compare(6LL), -1);
+    EXPECT_EQ(five.compare(-1), 1);
     EXPECT_EQ(block_of("1.0").compare(1.0 + 1e-12), -1); // exact, unlike the double codec
     // Integers stay exact beyond 2^53; a Double meets the integer as the nearest double.
-    EXPECT_TRUE(block_of("9007199254740993").compare(9007199254740992LL) == 1 &&
-                block_of("9007199254740992.0").compare(9007199254740993LL) == 0);
+    EXPECT_EQ(block_of("9007199254740993").compare(9007199254740992LL), 1);
+    EXPECT_EQ(block_of("9007199254740992.0").compare(9007199254740993LL), 0);
     // Other arithmetic types reach an overload without ambiguity, on LP64 and ILP32 alike.
-    EXPECT_TRUE(big.compare(static_cast<long>(INT_MAX)) == 1 && big.compare(4000000000u) == 0);
+    EXPECT_EQ(big.compare(static_cast<long>(INT_MAX)), 1);
+    EXPECT_EQ(big.compare(4000000000u), 0);
     opaque_json_block nan; // NaN equals every number
     nan.json = Variant(std::nan(""));
-    EXPECT_TRUE(nan.compare(1.0) == 0 && nan.compare(-5LL) == 0 && block_of("1").compare(nan) == 0);
+    EXPECT_EQ(nan.compare(1.0), 0);
+    EXPECT_EQ(nan.compare(-5LL), 0);
+    EXPECT_EQ(block_of("1").compare(nan), 0);
     // Flags compare as equal or different; texts as the standard string comparison does.
-    EXPECT_TRUE(block_of("true").compare(false) == 1 && block_of("false").compare(true) == 1);
+    EXPECT_EQ(block_of("true").compare(false), 1);
+    EXPECT_EQ(block_of("false").compare(true), 1);
     opaque_json_block const ab = block_of("\"ab\"");
-    EXPECT_TRUE(ab.compare("abc") < 0 && ab.compare(std::string("ab")) == 0 && ab.compare("B") > 0);
+    EXPECT_LT(ab.compare("abc"), 0);
+    EXPECT_EQ(ab.compare(std::string("ab")), 0);
+    EXPECT_GT(ab.compare("B"), 0);
     EXPECT_EQ(opaque_json_block().compare(nullptr), 0);
 }
 
@@ -173,9 +183,9 @@ TEST(JsonPath, MalformedPathsThrowAfterTheirLogLine) {
         ASSERT_EQ(cap.entries.size(), line == 0 ? 0u : 1u);
         if (line != 0) {
             auto const& e = cap.entries[0];
-            EXPECT_TRUE(e.level == 0 && e.line == line &&
-                        e.file == "src/main/tolvi/opaque_json_block.cpp")
-                << e.level << " " << e.file << ":" << e.line;
+            EXPECT_EQ(e.level, 0);
+            EXPECT_EQ(e.line, line);
+            EXPECT_EQ(e.file, "src/main/tolvi/opaque_json_block.cpp");
             EXPECT_EQ(e.function, line == 123  ? "attribute_at_path"
                                   : line == 50 ? "ojb_descend_into_array"
                                                : "ojb_descend_into_object");

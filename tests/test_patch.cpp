@@ -59,7 +59,9 @@ void expect_patch(gw::gateway const& base, Variant const& patch, std::string con
         tv::from_variant(r, patch, tv::options().as_patch());
     } catch (tv::document_error const& e) {
         EXPECT_EQ(e.path(), path) << e.what();
-        EXPECT_TRUE(what.empty() || e.what() == what) << e.what();
+        if (!what.empty()) {
+            EXPECT_EQ(e.what(), what);
+        }
         EXPECT_TRUE(tv::equal(r, base)) << "a refused patch changed the record";
         return;
     }

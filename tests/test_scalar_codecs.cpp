@@ -32,7 +32,8 @@ TYPED_TEST(IntegerCodec, RangeEdgesRefusalsAndCompare) {
         T out = edge == 0 ? T(1) : T(0);
         run<tv::impl<T>>(tv::deserialize_from_json, &out, &src);
         run<tv::impl<T>>(tv::serialize_to_json, &out, &back);
-        EXPECT_TRUE(out == edge && back == src);
+        EXPECT_EQ(+out, +edge);
+        EXPECT_EQ(back, src);
     }
     std::vector<Variant> refused{Variant(3.0), Variant(true), Variant("3"), Variant(),
                                  Variant(Variant::vector_type{Variant(3)})};
@@ -41,17 +42,18 @@ TYPED_TEST(IntegerCodec, RangeEdgesRefusalsAndCompare) {
         refused.emplace_back(static_cast<std::int64_t>(hi) + 1);
     }
     expect_refused(T(7), refused);
-    EXPECT_TRUE(compare<tv::impl<T>>(hi, hi) && !compare<tv::impl<T>>(lo, hi) &&
-                !compare<tv::impl<T>>(hi, hi, false));
+    EXPECT_TRUE(compare<tv::impl<T>>(hi, hi));
+    EXPECT_FALSE(compare<tv::impl<T>>(lo, hi));
+    EXPECT_FALSE(compare<tv::impl<T>>(hi, hi, false));
 }
 
 TEST(IntegerCodec, TextConversions) {
     // The narrow types are cut to their width.
-    EXPECT_TRUE(tv::impl<unsigned char>::scalar_from_string("300") == 44 &&
-                tv::impl<signed char>::scalar_from_string("200") == -56 &&
-                tv::impl<unsigned short>::scalar_from_string("-1") == 65535);
-    EXPECT_TRUE(tv::impl<unsigned int>::scalar_from_string("4294967295") == 4294967295U &&
-                tv::impl<unsigned int>::scalar_from_string(" -1") == 4294967295U);
+    EXPECT_EQ(tv::impl<unsigned char>::scalar_from_string("300"), 44);
+    EXPECT_EQ(tv::impl<signed char>::scalar_from_string("200"), -56);
+    EXPECT_EQ(tv::impl<unsigned short>::scalar_from_string("-1"), 65535);
+    EXPECT_EQ(tv::impl<unsigned int>::scalar_from_string("4294967295"), 4294967295U);
+    EXPECT_EQ(tv::impl<unsigned int>::scalar_from_string(" -1"), 4294967295U);
     EXPECT_EQ(tv::impl<long long>::scalar_from_string("-9223372036854775808"), INT64_MIN);
     EXPECT_EQ(tv::impl<unsigned long long>::scalar_from_string("18446744073709551615"), UINT64_MAX);
     EXPECT_THROW(tv::impl<int>::scalar_from_string("abc"), std::invalid_argument);
@@ -63,8 +65,8 @@ TEST(IntegerCodec, TextConversions) {
 
 TEST(BoolAndDoubleCodecs, OnlyTheirJsonTypesAndExactCompare) {
     expect_refused(true, {Variant(1), Variant(0), Variant("true"), Variant()});
-    EXPECT_FALSE(compare<tv::impl<bool>>(true, false) ||
-                 compare<tv::impl<bool>>(false, false, false));
+    EXPECT_FALSE(compare<tv::impl<bool>>(true, false));
+    EXPECT_FALSE(compare<tv::impl<bool>>(false, false, false));
     // Values strictly inside (-epsilon, epsilon) are written as 0.0, read anew at every call.
     ASSERT_EQ(tv::impl<double>::epsilon, 1e-08);
     double const nan = std::nan("");
@@ -82,9 +84,11 @@ TEST(BoolAndDoubleCodecs, OnlyTheirJsonTypesAndExactCompare) {
     run<tv::impl<double>>(tv::serialize_to_json, &v, &out);
     tv::impl<double>::epsilon = 1e-08;
     run<tv::impl<double>>(tv::deserialize_from_json, &v, &three);
-    EXPECT_TRUE(out == Variant(0.0) && v == 3.0);
+    EXPECT_EQ(out, Variant(0.0));
+    EXPECT_EQ(v, 3.0);
     expect_refused(2.5, {Variant(true), Variant("1.5"), Variant()});
-    EXPECT_TRUE(!compare<tv::impl<double>>(nan, nan) && !compare<tv::impl<double>>(0.0, 1e-09));
-    EXPECT_TRUE(compare<tv::impl<double>>(0.0, -0.0) &&
-                !compare<tv::impl<double>>(1.5, 1.5, false));
+    EXPECT_FALSE(compare<tv::impl<double>>(nan, nan));
+    EXPECT_FALSE(compare<tv::impl<double>>(0.0, 1e-09));
+    EXPECT_TRUE(compare<tv::impl<double>>(0.0, -0.0));
+    EXPECT_FALSE(compare<tv::impl<double>>(1.5, 1.5, false));
 }

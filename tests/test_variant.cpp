@@ -16,19 +16,21 @@ Variant json(char const* text) {
 
 TEST(Variant, ConstructionAndCopies) {
     // Every integer type gives an Integer with its value, whatever the width of long.
-    EXPECT_TRUE(Variant(static_cast<short>(-3)) == Variant(-3) &&
-                Variant(LONG_MIN) == Variant(static_cast<long long>(LONG_MIN)) &&
-                Variant(4000000000U) == Variant(4000000000LL));
+    EXPECT_EQ(Variant(static_cast<short>(-3)), Variant(-3));
+    EXPECT_EQ(Variant(LONG_MIN), Variant(static_cast<long long>(LONG_MIN)));
+    EXPECT_EQ(Variant(4000000000U), Variant(4000000000LL));
     EXPECT_EQ(Variant(~std::uint64_t{0}), Variant(-1)); // keeps its bits
     std::string s(40, 's');
     Variant::map_type m{{"a", Variant(1)}};
     Variant const ms(std::move(s)), mm(std::move(m)); // the takeovers leave their arguments empty
-    EXPECT_TRUE(s.empty() && m.empty() && ms == Variant(std::string(40, 's')));
+    EXPECT_EQ(s.size() + m.size(), 0u);
+    EXPECT_EQ(ms, Variant(std::string(40, 's')));
     // Copies are deep, and the source may lie inside the target, of another type or the same.
     Variant const original = json(R"({"list":[1,"two",{"k":[true]}],"name":"n","sub":{"x":1.5}})");
     Variant v = original;
     v["list"][0] = Variant(99);
-    EXPECT_TRUE(v != original && Variant(original) == original);
+    EXPECT_NE(v, original);
+    EXPECT_EQ(Variant(original), original);
     v = v.get("name");
     EXPECT_EQ(v, Variant("n"));
     v = original;
@@ -48,7 +50,8 @@ TEST(Variant, LookupsAndSetOnEveryType) {
         Variant const original = json(text);
         bool const is_map = original.type == Variant::Map, is_null = original.isNull();
         Variant v = original;
-        EXPECT_TRUE(v.get("absent").isNull() && !v.set("k", v)); // never itself
+        EXPECT_TRUE(v.get("absent").isNull());
+        EXPECT_FALSE(v.set("k", v)); // never itself
         // Past the end, or not a vector: a Null whose writes do not reach later lookups.
         v[v.type == Variant::Vector ? 2 : 0] = Variant("written through");
         EXPECT_EQ(v, original);
@@ -66,7 +69,8 @@ TEST(Variant, LookupsAndSetOnEveryType) {
     }
     EXPECT_EQ(json("[7,8]")[0], Variant(7));
     EXPECT_EQ(Variant((std::int64_t{1} << 53) + 1).asDouble(), 0x1p53); // ties to even
-    EXPECT_TRUE(std::isnan(Variant("1").asDouble()) && std::isnan(Variant().asDouble()));
+    EXPECT_TRUE(std::isnan(Variant("1").asDouble()));
+    EXPECT_TRUE(std::isnan(Variant().asDouble()));
 }
 
 TEST(Variant, Equality) {
@@ -77,11 +81,14 @@ TEST(Variant, Equality) {
     for (Variant const& r : *rows.value.vectorValue) {
         Variant const &a = (*r.value.vectorValue)[0], &b = (*r.value.vectorValue)[1];
         bool const equal = (*r.value.vectorValue)[2].value.boolValue;
-        EXPECT_TRUE((a == b) == equal && (b != a) == !equal) << r.toJson();
+        SCOPED_TRACE(r.toJson());
+        EXPECT_EQ(a == b, equal);
+        EXPECT_EQ(b != a, !equal);
     }
     Variant two_true(true);
     two_true.value.intValue = 2; // a foreign writer's "true"
-    EXPECT_TRUE(Variant(true) == two_true && Variant(false) != two_true);
+    EXPECT_EQ(Variant(true), two_true);
+    EXPECT_NE(Variant(false), two_true);
     EXPECT_NE(Variant(std::nan("")), Variant(std::nan("")));
 }
 

@@ -45,23 +45,6 @@ public:
     [[noreturn]] static void throw_one();
 };
 
-// Where a record call failed, as an RFC 6901 JSON Pointer from the document's root ("" for the
-// root itself, "/wifi/password", "/schedule/3"). The path is built while the failure travels up:
-// each enclosing record, list or map puts its key or index in front.
-class TOLVI_API json_pointer {
-public:
-    json_pointer() = default;
-    explicit json_pointer(std::string path) : path_(std::move(path)) {}
-
-    std::string const& str() const noexcept { return path_; }
-    // Puts "/key" in front, with "~" and "/" escaped as "~0" and "~1".
-    void prepend_key(std::string const& key);
-    void prepend_index(std::size_t index);
-
-private:
-    std::string path_;
-};
-
 // What the errors that say where have in common (document_error, missing_member,
 // unwritable_value): the path, put together on the way up, and the message built around it. Not an
 // exception of its own: each of them keeps its own exception base. path() is exact; the message
@@ -69,9 +52,13 @@ private:
 // them, so that a hostile document can neither swell a message nor reach a terminal through it.
 class TOLVI_API located_error {
 public:
-    std::string const& path() const noexcept { return path_.str(); }
+    // Where a record call failed, as an RFC 6901 JSON Pointer from the document's root ("" for the
+    // root itself, "/wifi/password", "/schedule/3"). It is built while the failure travels up:
+    // each enclosing record, list or map puts its key or index in front.
+    std::string const& path() const noexcept { return path_; }
     std::string const& reason() const noexcept { return reason_; }
 
+    // Puts "/key" in front, with "~" and "/" escaped as "~0" and "~1".
     void prepend_key(std::string const& key);
     void prepend_index(std::size_t index);
 
@@ -90,7 +77,7 @@ private:
     void compose();
 
     layout layout_;
-    json_pointer path_;
+    std::string path_;
     std::string reason_;
     std::string detail_;
     std::string what_;

@@ -18,7 +18,7 @@
 
 namespace {
 
-using json_trees::boolOf;
+using json_trees::bool_of;
 using json_trees::json_ptr;
 
 // What lookups answer when they find nothing; never written.
@@ -26,7 +26,7 @@ Variant const nullVariant;
 
 // The recursion behind ==, kept file-local so that its calls bind directly and inline, and
 // lists are walked in one loop without a call per element.
-bool sameValue(Variant const& a, Variant const& b) noexcept {
+bool same_value(Variant const& a, Variant const& b) noexcept {
     if (a.type != b.type) {
         return false;
     }
@@ -38,19 +38,19 @@ bool sameValue(Variant const& a, Variant const& b) noexcept {
     case Variant::String:
         return *a.value.stringValue == *b.value.stringValue;
     case Variant::Boolean:
-        return boolOf(a.value) == boolOf(b.value);
+        return bool_of(a.value) == bool_of(b.value);
     case Variant::Map: {
         auto const& x = *a.value.mapValue;
         auto const& y = *b.value.mapValue;
         return x.size() == y.size() &&
                std::equal(x.begin(), x.end(), y.begin(), [](auto const& p, auto const& q) {
-                   return p.first == q.first && sameValue(p.second, q.second);
+                   return p.first == q.first && same_value(p.second, q.second);
                });
     }
     case Variant::Vector: {
         auto const& x = *a.value.vectorValue;
         auto const& y = *b.value.vectorValue;
-        return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin(), sameValue);
+        return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin(), same_value);
     }
     default:
         return true;
@@ -59,11 +59,11 @@ bool sameValue(Variant const& a, Variant const& b) noexcept {
 
 // Deep copies, handed out only once complete. The map copies the source tree's shape node for
 // node, with no key comparison and no rebalancing; the vector gets exactly the source's size.
-Variant::map_type* newMapCopy(Variant::map_type const& src) {
+Variant::map_type* new_map_copy(Variant::map_type const& src) {
     return new Variant::map_type(src);
 }
 
-Variant::vector_type* newVectorCopy(Variant::vector_type const& src) {
+Variant::vector_type* new_vector_copy(Variant::vector_type const& src) {
     return new Variant::vector_type(src);
 }
 
@@ -73,7 +73,7 @@ constexpr std::size_t pretty_flags = JSON_INDENT(4) | JSON_SORT_KEYS | JSON_ENCO
 static_assert(parse_flags == 4 && compact_flags == 0x3A20 && pretty_flags == 0x284,
               "Jansson flag values");
 
-std::string parseErrorReport(std::string const& text, json_error_t const& error) {
+std::string parse_error_report(std::string const& text, json_error_t const& error) {
     // Long documents also get a window around the error, so the cut log line still shows it.
     constexpr int window_after = 3072;
     std::string report = "JSON error [";
@@ -94,7 +94,7 @@ std::string parseErrorReport(std::string const& text, json_error_t const& error)
 }
 
 // A copy of `s` in which maps, at every depth reached through maps, lose their Null entries.
-Variant copyWithoutNulls(Variant const& s) {
+Variant copy_without_nulls(Variant const& s) {
     if (s.type != Variant::Map) {
         return s;
     }
@@ -102,14 +102,14 @@ Variant copyWithoutNulls(Variant const& s) {
     Variant::map_type& m = *out.value.mapValue;
     for (auto const& entry : *s.value.mapValue) {
         if (!entry.second.isNull()) {
-            m.emplace_hint(m.end(), entry.first, copyWithoutNulls(entry.second));
+            m.emplace_hint(m.end(), entry.first, copy_without_nulls(entry.second));
         }
     }
     return out;
 }
 
 // Merges `s` into `t` with no rollback: callers hand in a scratch copy or a single assignment.
-bool mergeInPlace(Variant& t, Variant const& s) {
+bool merge_in_place(Variant& t, Variant const& s) {
     if (s.type != Variant::Map) {
         if (t.type != s.type) {
             return false;
@@ -132,8 +132,8 @@ bool mergeInPlace(Variant& t, Variant const& s) {
         }
         auto it = w.lower_bound(entry.first);
         if (it == w.end() || it->first != entry.first) {
-            w.emplace_hint(it, entry.first, copyWithoutNulls(entry.second));
-        } else if (!mergeInPlace(it->second, entry.second)) {
+            w.emplace_hint(it, entry.first, copy_without_nulls(entry.second));
+        } else if (!merge_in_place(it->second, entry.second)) {
             return false;
         }
     }
@@ -171,10 +171,10 @@ void Variant::Value::copy_construct(Type t, Value const& src) {
         stringValue = new std::string(*src.stringValue);
         break;
     case Map:
-        mapValue = newMapCopy(*src.mapValue);
+        mapValue = new_map_copy(*src.mapValue);
         break;
     case Vector:
-        vectorValue = newVectorCopy(*src.vectorValue);
+        vectorValue = new_vector_copy(*src.vectorValue);
         break;
     default:
         break;
@@ -189,13 +189,13 @@ void Variant::Value::copy_assign(Type t, Value const& src) {
     case Map:
         if (mapValue != src.mapValue) {
             // Copy first, release after: strong guarantee, and the source may lie inside this map.
-            std::unique_ptr<map_type> old(std::exchange(mapValue, newMapCopy(*src.mapValue)));
+            std::unique_ptr<map_type> old(std::exchange(mapValue, new_map_copy(*src.mapValue)));
         }
         break;
     case Vector:
         if (vectorValue != src.vectorValue) {
             std::unique_ptr<vector_type> old(
-                std::exchange(vectorValue, newVectorCopy(*src.vectorValue)));
+                std::exchange(vectorValue, new_vector_copy(*src.vectorValue)));
         }
         break;
     default:
@@ -220,7 +220,7 @@ Variant::Variant(char const* s) : type(String) {
 }
 
 Variant::Variant(map_type const& m) : type(Map) {
-    value.mapValue = newMapCopy(m);
+    value.mapValue = new_map_copy(m);
 }
 
 Variant::Variant(map_type&& m) : type(Map) {
@@ -229,7 +229,7 @@ Variant::Variant(map_type&& m) : type(Map) {
 }
 
 Variant::Variant(vector_type const& v) : type(Vector) {
-    value.vectorValue = newVectorCopy(v);
+    value.vectorValue = new_vector_copy(v);
 }
 
 Variant::Variant(vector_type&& v) : type(Vector) {
@@ -331,21 +331,21 @@ bool Variant::set(std::string const& key, Variant const& v) {
 // ---- equality and merge ----
 
 bool operator==(Variant const& a, Variant const& b) noexcept {
-    return sameValue(a, b);
+    return same_value(a, b);
 }
 
 bool Variant::mergeWith(Variant const& other) {
     if (type == Map && other.type == Map) {
         // Work on a copy so that a conflict at any depth leaves this value untouched.
         Variant work(*this);
-        if (!mergeInPlace(work, other)) {
+        if (!merge_in_place(work, other)) {
             return false;
         }
         *this = std::move(work);
         return true;
     }
     // Every other outcome is a refusal or a single copy assignment, which is already atomic.
-    return mergeInPlace(*this, other);
+    return merge_in_place(*this, other);
 }
 
 char const* jsonTypeName(Variant::Type t) noexcept {
@@ -358,7 +358,7 @@ char const* jsonTypeName(Variant::Type t) noexcept {
 // ---- JSON text ----
 
 json_t* toJansson(Variant const& v) {
-    return json_trees::buildTree(v, false);
+    return json_trees::build_tree(v, false);
 }
 
 Variant Variant::fromJson(std::string const& text) {
@@ -370,10 +370,10 @@ Variant Variant::fromJson(std::string const& text) {
     json_error_t error;
     json_ptr const tree(json_loads(text.c_str(), parse_flags, &error));
     if (tree) {
-        return json_trees::convertTree(tree.get());
+        return json_trees::convert_tree(tree.get());
     }
     // The report is built only when some sink will take it.
-    SKRIB_LOG(sk::level::error, "{}", parseErrorReport(text, error));
+    SKRIB_LOG(sk::level::error, "{}", parse_error_report(text, error));
     return Variant();
 }
 
@@ -409,8 +409,8 @@ namespace {
 bool parse_into(std::string const& text, Variant& out, parse_failure& why, bool unique_keys,
                 std::string* release) {
     json_error_t error;
-    if (json_trees::parseText(text.c_str(), std::strlen(text.c_str()), out, error, unique_keys,
-                              release)) {
+    if (json_trees::parse_text(text.c_str(), std::strlen(text.c_str()), out, error, unique_keys,
+                               release)) {
         return true;
     }
     why.reason = detail::parser_reason(error.text);

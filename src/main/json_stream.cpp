@@ -55,19 +55,20 @@ struct replay_input {
 
 enum class outcome { parsed, refused, unsure };
 
-class streamParser {
+class stream_parser {
 public:
-    streamParser(char const* text, std::size_t size, bool unique_keys, json_error_t& error) noexcept
+    stream_parser(char const* text, std::size_t size, bool unique_keys,
+                  json_error_t& error) noexcept
         : text_(text), size_(size), unique_(unique_keys), error_(error) {}
 
     outcome parse(Variant& out) {
-        skipBlanks();
+        skip_blanks();
         outcome const o = container(out, 1);
         if (o != outcome::parsed) {
             return o;
         }
         std::size_t const after = pos_;
-        skipBlanks();
+        skip_blanks();
         // Anything but blanks after the value: the state of a parser that has read a whole value.
         return pos_ == size_ ? outcome::parsed : refuse(after, "0 ");
     }
@@ -82,7 +83,7 @@ private:
     // and "{\"\":" for each object.
     std::string context_;
 
-    void skipBlanks() noexcept {
+    void skip_blanks() noexcept {
         while (pos_ < size_ && blank(text_[pos_])) {
             ++pos_;
         }
@@ -106,13 +107,13 @@ private:
     outcome container(Variant& out, std::size_t depth) {
         bool const object = text_[pos_] == '{';
         char const close = object ? '}' : ']';
-        bool const stepInto = depth == 1 && object;
+        bool const step_into = depth == 1 && object;
         std::string const opener = context_ + (object ? "{" : "[");
         ++pos_;
         Variant result = object ? Variant(Variant::map_type{}) : Variant(Variant::vector_type{});
         std::size_t from = pos_; // where the current step started
         bool first = true;
-        skipBlanks();
+        skip_blanks();
         if (at(close)) {
             ++pos_;
             out = std::move(result);
@@ -122,7 +123,7 @@ private:
             // A refusal inside this step replays it from its start, after the opener and a value.
             // In an object the value stands under a key it already holds, which cannot be the
             // step's own key: that would have been refused as a duplicate before.
-            auto const refuseStep = [&] {
+            auto const refuse_step = [&] {
                 return refuse(
                     from, opener + (first    ? ""
                                     : object ? member_head(result.value.mapValue->begin()->first)
@@ -130,23 +131,23 @@ private:
             };
             std::string key;
             if (object) {
-                skipBlanks();
-                if (!at('"') || !takeKey(key)) {
-                    return refuseStep();
+                skip_blanks();
+                if (!at('"') || !take_key(key)) {
+                    return refuse_step();
                 }
                 if (unique_ && result.value.mapValue->count(key) != 0) {
                     // The replay holds the key already, so Jansson refuses it where it stands.
                     return refuse(from, opener + member_head(key));
                 }
-                skipBlanks();
+                skip_blanks();
                 if (!at(':')) {
-                    return refuseStep();
+                    return refuse_step();
                 }
                 ++pos_;
             }
-            skipBlanks();
+            skip_blanks();
             Variant v;
-            if (stepInto && (at('[') || at('{'))) {
+            if (step_into && (at('[') || at('{'))) {
                 std::size_t const kept = context_.size();
                 context_ += object ? "{\"\":" : "[";
                 outcome const o = container(v, depth + 1);
@@ -154,8 +155,8 @@ private:
                 if (o != outcome::parsed) {
                     return o;
                 }
-            } else if (outcome const o = takeValue(v, depth); o != outcome::parsed) {
-                return o == outcome::refused ? o : refuseStep();
+            } else if (outcome const o = take_value(v, depth); o != outcome::parsed) {
+                return o == outcome::refused ? o : refuse_step();
             }
             if (object) {
                 // A key that comes again keeps its last value, as Jansson's object does.
@@ -164,7 +165,7 @@ private:
                 result.value.vectorValue->push_back(std::move(v));
             }
             from = pos_;
-            skipBlanks();
+            skip_blanks();
             if (at(',')) {
                 ++pos_;
                 from = pos_;
@@ -182,7 +183,7 @@ private:
 
     // One key, at a '"', parsed by Jansson as a string value: false where Jansson refuses it. A
     // string value never holds a NUL (Jansson refuses the escape), so it is a key Jansson takes.
-    bool takeKey(std::string& key) {
+    bool take_key(std::string& key) {
         json_error_t e;
         json_ptr const k(json_loadb(text_ + pos_, size_ - pos_, value_flags, &e));
         if (!k) {
@@ -195,7 +196,7 @@ private:
 
     // One value parsed whole by Jansson, inside `depth` open containers. Unsure where the whole
     // document would be refused in this value, too deep included: the step is replayed.
-    outcome takeValue(Variant& v, std::size_t depth) {
+    outcome take_value(Variant& v, std::size_t depth) {
         json_error_t e;
         json_ptr const tree(json_loadb(text_ + pos_, size_ - pos_, load_flags_of(value_flags), &e));
         if (!tree) {
@@ -210,7 +211,7 @@ private:
             return outcome::refused;
         }
         std::size_t deepest = 0;
-        v = convertTree(tree.get(), &deepest);
+        v = convert_tree(tree.get(), &deepest);
         if (depth + deepest > JSON_PARSER_MAX_DEPTH) {
             return outcome::unsure;
         }
@@ -260,8 +261,8 @@ private:
 
 } // namespace
 
-bool parseText(char const* text, std::size_t size, Variant& out, json_error_t& error,
-               bool unique_keys, std::string* release) {
+bool parse_text(char const* text, std::size_t size, Variant& out, json_error_t& error,
+                bool unique_keys, std::string* release) {
     auto const done = [release] {
         if (release != nullptr) {
             std::string().swap(*release);
@@ -273,7 +274,7 @@ bool parseText(char const* text, std::size_t size, Variant& out, json_error_t& e
     }
     if (size >= stream_from && start < size && (text[start] == '[' || text[start] == '{')) {
         Variant v;
-        outcome const o = streamParser(text, size, unique_keys, error).parse(v);
+        outcome const o = stream_parser(text, size, unique_keys, error).parse(v);
         if (o != outcome::unsure) {
             done();
             if (o == outcome::parsed) {
@@ -289,7 +290,7 @@ bool parseText(char const* text, std::size_t size, Variant& out, json_error_t& e
     if (!tree) {
         return false;
     }
-    out = convertTree(tree.get());
+    out = convert_tree(tree.get());
     return true;
 }
 

@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include "json_trees.hpp"
+#include "shown_text.hpp"
 
 namespace korvax {
 namespace tolvi {
@@ -28,11 +29,11 @@ namespace {
 // except that every double has the fewest significant digits that read back the same double:
 // Jansson has one precision for the whole text. Members go in the map's order and text is escaped
 // as Jansson escapes it. What Jansson refuses is left out, as toJson leaves it out. `Text` is a
-// std::string or a fileSink, which takes only what was checked before and never goes back.
+// std::string or a file_sink, which takes only what was checked before and never goes back.
 template <class Text>
-class exactPrinter {
+class exact_printer {
 public:
-    explicit exactPrinter(Text& out) noexcept : text(out) {}
+    explicit exact_printer(Text& out) noexcept : text(out) {}
 
     Text& text;
 
@@ -50,7 +51,7 @@ public:
         case Variant::String:
             return string(*v.value.stringValue);
         case Variant::Boolean:
-            text += json_trees::boolOf(v.value) ? "true" : "false";
+            text += json_trees::bool_of(v.value) ? "true" : "false";
             return true;
         case Variant::Map:
             text += '{';
@@ -88,7 +89,7 @@ private:
         bool none = true; // no member printed yet
         for (auto first = map.begin(); first != map.end();) {
             std::string const& key = first->first;
-            std::size_t const n = json_trees::utf8Length(key.data(), key.size());
+            std::size_t const n = json_trees::utf8_length(key.data(), key.size());
             auto end = std::next(first);
             while (n != json_trees::not_utf8 && end != map.end() && end->first.size() > n &&
                    end->first[n] == '\0' && end->first.compare(0, n, key, 0, n) == 0) {
@@ -116,7 +117,7 @@ private:
 
     // Text not UTF-8 is refused; text holding a NUL byte is cut there, as Jansson takes it.
     bool string(std::string const& s) {
-        std::size_t const n = json_trees::utf8Length(s.data(), s.size());
+        std::size_t const n = json_trees::utf8_length(s.data(), s.size());
         if (n == json_trees::not_utf8) {
             return false;
         }
@@ -129,34 +130,9 @@ private:
             }
             text.append(s, plain, i - plain);
             plain = i + 1;
-            switch (c) {
-            case '"':
-                text += "\\\"";
-                break;
-            case '\\':
-                text += "\\\\";
-                break;
-            case '\b':
-                text += "\\b";
-                break;
-            case '\f':
-                text += "\\f";
-                break;
-            case '\n':
-                text += "\\n";
-                break;
-            case '\r':
-                text += "\\r";
-                break;
-            case '\t':
-                text += "\\t";
-                break;
-            default: {
-                char const hex[] = "0123456789ABCDEF";
-                char const escape[] = {'\\', 'u', '0', '0', hex[c >> 4], hex[c & 15]};
-                text.append(escape, sizeof escape);
-            }
-            }
+            char escape[6] = {'\\', static_cast<char>(c)};
+            text.append(escape,
+                        c >= 0x20 ? 2 : detail::control_escape(c, escape, "0123456789ABCDEF"));
         }
         text.append(s, plain, n - plain);
         text += '"';
@@ -215,9 +191,9 @@ private:
 };
 
 // Text on its way to a file, through a fixed buffer: the whole text never stands in memory.
-class fileSink {
+class file_sink {
 public:
-    fileSink(int fd, char* buffer, std::size_t capacity) noexcept
+    file_sink(int fd, char* buffer, std::size_t capacity) noexcept
         : fd_(fd), buffer_(buffer), capacity_(capacity) {}
 
     void append(char const* bytes, std::size_t n) noexcept {
@@ -240,11 +216,11 @@ public:
         append(first, static_cast<std::size_t>(last - first));
     }
     void append(std::string_view s) noexcept { append(s.data(), s.size()); }
-    fileSink& operator+=(char c) noexcept {
+    file_sink& operator+=(char c) noexcept {
         append(&c, 1);
         return *this;
     }
-    fileSink& operator+=(char const* s) noexcept {
+    file_sink& operator+=(char const* s) noexcept {
         append(s, std::strlen(s));
         return *this;
     }
@@ -290,7 +266,7 @@ private:
 
 std::string to_json(Variant const& value) {
     std::string text;
-    exactPrinter<std::string>(text).value(value);
+    exact_printer<std::string>(text).value(value);
     return text;
 }
 
@@ -298,8 +274,8 @@ namespace {
 
 // Why the printer cannot write `text` whole: it would leave text that is not UTF-8 out, and cut
 // text at a NUL byte.
-char const* textProblem(std::string const& text) noexcept {
-    std::size_t const n = json_trees::utf8Length(text.data(), text.size());
+char const* text_problem(std::string const& text) noexcept {
+    std::size_t const n = json_trees::utf8_length(text.data(), text.size());
     return n == json_trees::not_utf8 ? "is not UTF-8"
            : n < text.size()         ? "holds a NUL byte"
                                      : nullptr;
@@ -317,7 +293,7 @@ void check_writable(Variant const& value) {
         }
         break;
     case Variant::String:
-        if (char const* problem = textProblem(*value.value.stringValue)) {
+        if (char const* problem = text_problem(*value.value.stringValue)) {
             throw unwritable_value(std::string(), std::string("text that ") + problem +
                                                       " cannot be written as JSON");
         }
@@ -354,7 +330,7 @@ void check_writable(Variant const& value) {
 namespace detail {
 
 void check_writable_key(std::string const& key) {
-    if (char const* problem = textProblem(key)) {
+    if (char const* problem = text_problem(key)) {
         throw unwritable_value(std::string(),
                                std::string("a key that ") + problem + " cannot be written as JSON");
     }
@@ -365,8 +341,8 @@ void check_writable_key(std::string const& key) {
 } // namespace tolvi
 } // namespace korvax
 
-int json_trees::writeExact(int fd, Variant const& value, char* buffer, std::size_t capacity) {
-    korvax::tolvi::fileSink sink(fd, buffer, capacity);
-    korvax::tolvi::exactPrinter<korvax::tolvi::fileSink>(sink).value(value);
+int json_trees::write_exact(int fd, Variant const& value, char* buffer, std::size_t capacity) {
+    korvax::tolvi::file_sink sink(fd, buffer, capacity);
+    korvax::tolvi::exact_printer<korvax::tolvi::file_sink>(sink).value(value);
     return sink.finish();
 }

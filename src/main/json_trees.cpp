@@ -14,7 +14,7 @@ namespace json_trees {
 
 // One pass checks and measures, so that Jansson's unchecked constructors skip their own slower
 // check and a second strlen; ASCII goes eight bytes at a time.
-std::size_t utf8Length(char const* text, std::size_t n) noexcept {
+std::size_t utf8_length(char const* text, std::size_t n) noexcept {
     auto const* s = reinterpret_cast<unsigned char const*>(text);
     constexpr std::uint64_t ones = 0x0101010101010101u;
     constexpr std::uint64_t highs = 0x8080808080808080u;
@@ -70,7 +70,7 @@ std::size_t utf8Length(char const* text, std::size_t n) noexcept {
 namespace {
 
 // json_object_set_new without its key check and strlen: the caller has checked the key.
-void setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
+void set_member(json_t* object, char const* key, std::size_t n, json_t* value) {
 #if JANSSON_VERSION_HEX >= 0x020e00
     json_object_setn_new_nocheck(object, key, n, value);
 #else
@@ -86,12 +86,12 @@ void setMember(json_t* object, char const* key, std::size_t n, json_t* value) {
 // allocations, frees and checks. A tree handed to the caller shares nothing, since the caller may
 // change its nodes. The cache starts only after a few dozen values, so small values never pay for
 // it, and grows with the number of distinct values.
-class treeBuilder {
+class tree_builder {
 public:
-    explicit treeBuilder(bool share) noexcept : share_(share) {}
-    treeBuilder(treeBuilder const&) = delete;
-    treeBuilder& operator=(treeBuilder const&) = delete;
-    ~treeBuilder() { release(); }
+    explicit tree_builder(bool share) noexcept : share_(share) {}
+    tree_builder(tree_builder const&) = delete;
+    tree_builder& operator=(tree_builder const&) = delete;
+    ~tree_builder() { release(); }
 
     json_t* build(Variant const& v);
 
@@ -118,8 +118,8 @@ private:
         h *= 0xBF58476D1CE4E5B9u;
         return h ^ (h >> 32);
     }
-    static std::uint64_t hashOf(char const* text, std::size_t size) noexcept;
-    static bool smallHash(Variant const& v, std::uint64_t& hash, std::size_t& budget) noexcept;
+    static std::uint64_t hash_of(char const* text, std::size_t size) noexcept;
+    static bool small_hash(Variant const& v, std::uint64_t& hash, std::size_t& budget) noexcept;
 
     json_t* integer(std::int64_t value);
     json_t* string(std::string const& s);
@@ -142,7 +142,7 @@ private:
 
 // tests/test_json_shared_nodes.cpp prints two strings that collide under this hash: a new hash
 // needs a new pair there.
-std::uint64_t treeBuilder::hashOf(char const* text, std::size_t size) noexcept {
+std::uint64_t tree_builder::hash_of(char const* text, std::size_t size) noexcept {
     std::uint64_t h = size;
     std::size_t i = 0;
     for (; i + 8 <= size; i += 8) {
@@ -157,7 +157,7 @@ std::uint64_t treeBuilder::hashOf(char const* text, std::size_t size) noexcept {
 
 // Hashes `v` into `hash` if it is worth sharing: a scalar other than a Double, or a container of
 // at most `budget` such values in all, at any depth, none of them a long string.
-bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& budget) noexcept {
+bool tree_builder::small_hash(Variant const& v, std::uint64_t& hash, std::size_t& budget) noexcept {
     if (budget == 0) {
         return false;
     }
@@ -174,10 +174,10 @@ bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& 
         if (v.value.stringValue->size() > longest_key) {
             return false;
         }
-        bits = hashOf(v.value.stringValue->data(), v.value.stringValue->size());
+        bits = hash_of(v.value.stringValue->data(), v.value.stringValue->size());
         break;
     case Variant::Boolean:
-        bits = boolOf(v.value);
+        bits = bool_of(v.value);
         break;
     case Variant::Map:
         if (v.value.mapValue->size() > budget) {
@@ -187,8 +187,8 @@ bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& 
             if (entry.first.size() > longest_key) {
                 return false;
             }
-            hash = mix(hash + hashOf(entry.first.data(), entry.first.size()));
-            if (!smallHash(entry.second, hash, budget)) {
+            hash = mix(hash + hash_of(entry.first.data(), entry.first.size()));
+            if (!small_hash(entry.second, hash, budget)) {
                 return false;
             }
         }
@@ -198,7 +198,7 @@ bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& 
             return false;
         }
         for (Variant const& element : *v.value.vectorValue) {
-            if (!smallHash(element, hash, budget)) {
+            if (!small_hash(element, hash, budget)) {
                 return false;
             }
         }
@@ -214,7 +214,7 @@ bool treeBuilder::smallHash(Variant const& v, std::uint64_t& hash, std::size_t& 
 // table. Only keep() changes the table, so the pointer is good until the next keep(): a container
 // looks itself up, builds its children (which keep theirs) and then keeps itself by its hash,
 // never by a pointer taken before.
-treeBuilder::slot const* treeBuilder::find(std::uint64_t hash) noexcept {
+tree_builder::slot const* tree_builder::find(std::uint64_t hash) noexcept {
     if (!share_) {
         return nullptr;
     }
@@ -235,7 +235,7 @@ treeBuilder::slot const* treeBuilder::find(std::uint64_t hash) noexcept {
 
 // Puts a newly built node in its slot, unless a value reached that slot first: replacing it would
 // touch a node built long ago. Many distinct values grow the table first, so it keeps more.
-json_t* treeBuilder::keep(json_t* node, slot const& key) noexcept {
+json_t* tree_builder::keep(json_t* node, slot const& key) noexcept {
     if (!slots_ || node == nullptr) {
         return node;
     }
@@ -256,7 +256,7 @@ json_t* treeBuilder::keep(json_t* node, slot const& key) noexcept {
     return node;
 }
 
-void treeBuilder::release() noexcept {
+void tree_builder::release() noexcept {
     for (std::size_t i = 0; i < size_; ++i) {
         if (slots_[i].node != nullptr) {
             json_decref(slots_[i].node);
@@ -268,7 +268,7 @@ void treeBuilder::release() noexcept {
     empty_array_ = empty_object_ = nullptr;
 }
 
-json_t* treeBuilder::integer(std::int64_t value) {
+json_t* tree_builder::integer(std::int64_t value) {
     std::uint64_t const hash = mix(static_cast<std::uint64_t>(value));
     slot const* const s = find(hash);
     if (s != nullptr && s->node != nullptr && s->what == kind::integer && s->integer == value) {
@@ -278,16 +278,16 @@ json_t* treeBuilder::integer(std::int64_t value) {
                 slot{hash, kind::integer, nullptr, 0, value, nullptr});
 }
 
-json_t* treeBuilder::string(std::string const& text) {
+json_t* tree_builder::string(std::string const& text) {
     // Jansson takes the text up to its first NUL and refuses it unless it is UTF-8.
-    std::size_t const n = utf8Length(text.data(), text.size());
+    std::size_t const n = utf8_length(text.data(), text.size());
     if (n == not_utf8) {
         return nullptr;
     }
     if (!share_ || n > longest_shared) {
         return json_stringn_nocheck(text.data(), n);
     }
-    std::uint64_t const hash = hashOf(text.data(), n);
+    std::uint64_t const hash = hash_of(text.data(), n);
     slot const* const s = find(hash);
     if (s != nullptr && s->node != nullptr && s->what == kind::string && s->hash == hash &&
         s->size == n && std::memcmp(s->source, text.data(), n) == 0) {
@@ -298,14 +298,14 @@ json_t* treeBuilder::string(std::string const& text) {
                 slot{hash, kind::string, text.data(), n, 0, nullptr});
 }
 
-json_t* treeBuilder::empty(json_t*& node, json_t* (*make)()) {
+json_t* tree_builder::empty(json_t*& node, json_t* (*make)()) {
     if (node == nullptr) {
         node = make();
     }
     return node != nullptr ? json_incref(node) : nullptr;
 }
 
-json_t* treeBuilder::container(Variant const& v) {
+json_t* tree_builder::container(Variant const& v) {
     json_ptr node(v.type == Variant::Map ? json_object() : json_array());
     if (!node) {
         return nullptr;
@@ -314,9 +314,9 @@ json_t* treeBuilder::container(Variant const& v) {
     // at all.
     if (v.type == Variant::Map) {
         for (auto const& entry : *v.value.mapValue) {
-            std::size_t const n = utf8Length(entry.first.data(), entry.first.size());
+            std::size_t const n = utf8_length(entry.first.data(), entry.first.size());
             if (n != not_utf8) {
-                setMember(node.get(), entry.first.data(), n, build(entry.second));
+                set_member(node.get(), entry.first.data(), n, build(entry.second));
             }
         }
     } else {
@@ -327,7 +327,7 @@ json_t* treeBuilder::container(Variant const& v) {
     return node.release();
 }
 
-json_t* treeBuilder::build(Variant const& v) {
+json_t* tree_builder::build(Variant const& v) {
     switch (v.type) {
     case Variant::Integer:
         return integer(v.value.intValue);
@@ -336,7 +336,7 @@ json_t* treeBuilder::build(Variant const& v) {
     case Variant::String:
         return string(*v.value.stringValue);
     case Variant::Boolean:
-        return boolOf(v.value) ? json_true() : json_false();
+        return bool_of(v.value) ? json_true() : json_false();
     case Variant::Map:
     case Variant::Vector: {
         if (!share_) {
@@ -353,12 +353,12 @@ json_t* treeBuilder::build(Variant const& v) {
         ++container_tries_;
         std::uint64_t hash = 0;
         std::size_t budget = most_shared_values + 1; // the container itself, and its values
-        if (!smallHash(v, hash, budget)) {
+        if (!small_hash(v, hash, budget)) {
             return container(v);
         }
         slot const* const s = find(hash);
         if (s != nullptr && s->node != nullptr && s->what == kind::container && s->hash == hash &&
-            // No Double passes smallHash, so == is equality of the printed text here.
+            // No Double passes small_hash, so == is equality of the printed text here.
             *static_cast<Variant const*>(s->source) == v) {
             ++container_hits_;
             return json_incref(s->node);
@@ -375,7 +375,7 @@ json_t* treeBuilder::build(Variant const& v) {
 // replaced in its parent by Jansson's null singleton, which frees it, so that the tree and the
 // Variant are never both whole. One converter serves the whole tree, so sorting the members of its
 // objects costs no allocation per object.
-class treeConverter {
+class tree_converter {
 public:
     Variant convert(json_t* node);
 
@@ -390,7 +390,7 @@ private:
         void* iter; // the member's place in its object, where its value is dropped
     };
 
-    static std::uint64_t headOf(char const* key, std::size_t size) noexcept {
+    static std::uint64_t head_of(char const* key, std::size_t size) noexcept {
         unsigned char bytes[8] = {};
         std::memcpy(bytes, key, std::min<std::size_t>(size, 8));
         std::uint64_t head = 0;
@@ -402,7 +402,7 @@ private:
 
     // The order of std::string keys (bytes as unsigned, a prefix first); the head decides most
     // comparisons without touching the keys.
-    static bool keyLess(member const& a, member const& b) noexcept {
+    static bool key_less(member const& a, member const& b) noexcept {
         if (a.head != b.head) {
             return a.head < b.head;
         }
@@ -410,8 +410,8 @@ private:
         return c != 0 ? c < 0 : a.size < b.size;
     }
 
-    Variant convertObject(json_t* object);
-    Variant convertArray(json_t* array);
+    Variant convert_object(json_t* object);
+    Variant convert_array(json_t* array);
 
     // Members of the objects being converted, innermost last: one buffer for the whole tree.
     std::vector<member> pending_;
@@ -419,7 +419,7 @@ private:
     std::size_t deepest_ = 0;
 };
 
-Variant treeConverter::convertObject(json_t* object) {
+Variant tree_converter::convert_object(json_t* object) {
     std::size_t const first = pending_.size();
     for (void* it = json_object_iter(object); it != nullptr;
          it = json_object_iter_next(object, it)) {
@@ -432,11 +432,11 @@ Variant treeConverter::convertObject(json_t* object) {
 #else
         std::size_t const size = std::strlen(key);
 #endif
-        pending_.push_back({headOf(key, size), key, size, it});
+        pending_.push_back({head_of(key, size), key, size, it});
     }
     // Jansson yields members in text order; sorted, they build the map in linear time. Jansson
     // holds each key once, so no member is lost to a duplicate.
-    std::sort(pending_.begin() + static_cast<std::ptrdiff_t>(first), pending_.end(), keyLess);
+    std::sort(pending_.begin() + static_cast<std::ptrdiff_t>(first), pending_.end(), key_less);
     Variant out{Variant::map_type{}};
     Variant::map_type& m = *out.value.mapValue;
     for (std::size_t i = first; i < pending_.size(); ++i) {
@@ -450,7 +450,7 @@ Variant treeConverter::convertObject(json_t* object) {
     return out;
 }
 
-Variant treeConverter::convertArray(json_t* array) {
+Variant tree_converter::convert_array(json_t* array) {
     Variant out{Variant::vector_type{}};
     Variant::vector_type& v = *out.value.vectorValue;
     std::size_t const size = json_array_size(array);
@@ -462,12 +462,12 @@ Variant treeConverter::convertArray(json_t* array) {
     return out;
 }
 
-Variant treeConverter::convert(json_t* n) {
+Variant tree_converter::convert(json_t* n) {
     switch (json_typeof(n)) {
     case JSON_OBJECT:
     case JSON_ARRAY: {
         deepest_ = std::max(deepest_, ++depth_);
-        Variant out = json_is_object(n) ? convertObject(n) : convertArray(n);
+        Variant out = json_is_object(n) ? convert_object(n) : convert_array(n);
         --depth_;
         return out;
     }
@@ -538,12 +538,12 @@ struct text_sink {
 
 } // namespace
 
-json_t* buildTree(Variant const& v, bool share) {
-    return treeBuilder(share).build(v);
+json_t* build_tree(Variant const& v, bool share) {
+    return tree_builder(share).build(v);
 }
 
-Variant convertTree(json_t* root, std::size_t* deepest) {
-    treeConverter converter;
+Variant convert_tree(json_t* root, std::size_t* deepest) {
+    tree_converter converter;
     Variant out = converter.convert(root);
     if (deepest != nullptr) {
         *deepest = converter.deepest();
@@ -552,7 +552,7 @@ Variant convertTree(json_t* root, std::size_t* deepest) {
 }
 
 std::string dump(Variant const& v, std::size_t flags) {
-    json_ptr const tree(treeBuilder(true).build(v));
+    json_ptr const tree(tree_builder(true).build(v));
     if (!tree) {
         return std::string();
     }

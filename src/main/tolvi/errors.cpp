@@ -140,28 +140,8 @@ std::string shown_text(std::string_view text, bool quoted, std::size_t most) {
             out += c;
             continue;
         }
-        switch (c) {
-        case '\b':
-            out += "\\b";
-            break;
-        case '\f':
-            out += "\\f";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        default: {
-            char const hex[] = "0123456789abcdef";
-            char const escape[] = {'\\', 'u', '0', '0', hex[byte >> 4], hex[byte & 15]};
-            out.append(escape, sizeof escape);
-        }
-        }
+        char escape[6];
+        out.append(escape, control_escape(byte, escape, "0123456789abcdef"));
     }
     if (quoted) {
         out += '"';
@@ -174,7 +154,12 @@ std::string shown_text(std::string_view text, bool quoted, std::size_t most) {
 
 } // namespace detail
 
-void json_pointer::prepend_key(std::string const& key) {
+located_error::located_error(layout l, std::string path, std::string reason, std::string detail)
+    : layout_(l), path_(std::move(path)), reason_(std::move(reason)), detail_(std::move(detail)) {
+    compose();
+}
+
+void located_error::prepend_key(std::string const& key) {
     std::string segment = "/";
     for (char c : key) {
         if (c == '~') {
@@ -186,29 +171,16 @@ void json_pointer::prepend_key(std::string const& key) {
         }
     }
     path_.insert(0, segment);
-}
-
-void json_pointer::prepend_index(std::size_t index) {
-    path_.insert(0, "/" + std::to_string(index));
-}
-
-located_error::located_error(layout l, std::string path, std::string reason, std::string detail)
-    : layout_(l), path_(std::move(path)), reason_(std::move(reason)), detail_(std::move(detail)) {
-    compose();
-}
-
-void located_error::prepend_key(std::string const& key) {
-    path_.prepend_key(key);
     compose();
 }
 
 void located_error::prepend_index(std::size_t index) {
-    path_.prepend_index(index);
+    path_.insert(0, "/" + std::to_string(index));
     compose();
 }
 
 void located_error::compose() {
-    std::string const path = shown_path(path_.str());
+    std::string const path = shown_path(path_);
     switch (layout_) {
     case layout::path_reason:
         what_ = path.empty() ? reason_ : path + ": " + reason_;

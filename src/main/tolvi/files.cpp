@@ -29,7 +29,7 @@ std::string open_failure_text(std::string const& path) {
 }
 
 // One wording for both directions of the plain file functions.
-[[noreturn]] void throwOpenFailure(std::string const& path) {
+[[noreturn]] void throw_open_failure(std::string const& path) {
     throw std::runtime_error(open_failure_text(path));
 }
 
@@ -68,7 +68,7 @@ std::size_t read_up_to(int fd, char* data, std::size_t size, std::string const& 
 std::string read_until_error(std::string const& path) {
     std::FILE* const in = std::fopen(path.c_str(), "r");
     if (in == nullptr) {
-        throwOpenFailure(path);
+        throw_open_failure(path);
     }
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> const closer(in, &std::fclose);
     std::string text;
@@ -125,7 +125,7 @@ Variant variant_from_json_file(std::string const& path) {
 void variant_to_json_file(Variant const& value, std::string const& path) {
     std::ofstream out(path, std::ios::out);
     if (!out.is_open()) {
-        throwOpenFailure(path);
+        throw_open_failure(path);
     }
     std::string const text = value.toJson();
     out.write(text.data(), static_cast<std::streamsize>(text.size()));

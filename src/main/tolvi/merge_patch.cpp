@@ -11,7 +11,7 @@ inline namespace v1 {
 namespace {
 
 // `patch` applied to `target`, by RFC 7396's own recursion; `target` is used up.
-Variant mergedPatch(Variant target, Variant const& patch) {
+Variant merged_patch(Variant target, Variant const& patch) {
     if (patch.type != Variant::Map) {
         return patch;
     }
@@ -26,15 +26,15 @@ Variant mergedPatch(Variant target, Variant const& patch) {
                 members.erase(it);
             }
         } else if (it != members.end()) {
-            it->second = mergedPatch(std::move(it->second), value);
+            it->second = merged_patch(std::move(it->second), value);
         } else {
-            members.emplace(key, mergedPatch(Variant(), value));
+            members.emplace(key, merged_patch(Variant(), value));
         }
     }
     return target;
 }
 
-char const* kindOf(Variant const& v) {
+char const* kind_of(Variant const& v) {
     static char const* const names[] = {"null",      "an integer", "a double", "a string",
                                         "a boolean", "an object",  "an array"};
     return names[v.type];
@@ -42,13 +42,13 @@ char const* kindOf(Variant const& v) {
 
 // Where mergeWith refuses to merge `patch` into `target`, by its rules: throws document_error
 // there, the path relative to `target`.
-void refuseConflict(Variant const& target, Variant const& patch) {
+void refuse_conflict(Variant const& target, Variant const& patch) {
     bool const refused = patch.type == Variant::Map
                              ? target.type != Variant::Map && !target.isNull()
                              : target.type != patch.type;
     if (refused) {
         throw document_error(std::string(),
-                             std::string("a patch cannot change the type of ") + kindOf(target) +
+                             std::string("a patch cannot change the type of ") + kind_of(target) +
                                  " in an opaque block",
                              patch);
     }
@@ -59,7 +59,7 @@ void refuseConflict(Variant const& target, Variant const& patch) {
         auto const old = target.value.mapValue->find(key);
         if (!value.isNull() && old != target.value.mapValue->end()) {
             try {
-                refuseConflict(old->second, value);
+                refuse_conflict(old->second, value);
             } catch (document_error& e) {
                 e.prepend_key(key);
                 throw;
@@ -73,14 +73,14 @@ void refuseConflict(Variant const& target, Variant const& patch) {
 }
 
 // A value that mergeWith adds where the block has no such key: it drops the nulls of objects.
-void checkAdded(Variant const& added) {
+void check_added(Variant const& added) {
     if (added.isNull()) {
         unpatchable("set a key to null");
     }
     if (added.type == Variant::Map) {
         for (auto const& [key, value] : *added.value.mapValue) {
             try {
-                checkAdded(value);
+                check_added(value);
             } catch (unwritable_value& e) {
                 e.prepend_key(key);
                 throw;
@@ -92,14 +92,14 @@ void checkAdded(Variant const& added) {
 } // namespace
 
 Variant merge_patch(Variant const& target, Variant const& patch) {
-    return mergedPatch(target, patch);
+    return merged_patch(target, patch);
 }
 
 namespace detail {
 
 void merge_block(Variant& block, Variant const& patch) {
     if (!block.mergeWith(patch)) {
-        refuseConflict(block, patch);
+        refuse_conflict(block, patch);
     }
 }
 
@@ -121,7 +121,7 @@ Variant block_patch(Variant const& changed, Variant const& baseline) {
         auto const old = baseline.value.mapValue->find(key);
         try {
             if (old == baseline.value.mapValue->end()) {
-                checkAdded(value);
+                check_added(value);
                 patch.emplace(key, value);
             } else if (!(old->second == value)) {
                 if (value.isNull()) {

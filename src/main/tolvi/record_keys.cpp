@@ -14,7 +14,7 @@ namespace {
 
 // Edits that turn one key into the other: insertions, deletions, substitutions and swaps of two
 // neighbours ("max_temp" for "max-temp" is one, "tmep" for "temp" is one).
-std::size_t editDistance(std::string const& a, char const* b) {
+std::size_t edit_distance(std::string const& a, char const* b) {
     std::size_t const n = a.size();
     std::size_t const m = std::strlen(b);
     std::vector<std::size_t> before(m + 1), previous(m + 1), current(m + 1);
@@ -44,7 +44,7 @@ void refuse_unknown_key(std::string const& key, char const* const* known, std::s
     char const* nearest = nullptr;
     std::size_t best = most + 1;
     for (std::size_t i = 0; i < count; ++i) {
-        std::size_t const d = editDistance(key, known[i]);
+        std::size_t const d = edit_distance(key, known[i]);
         if (d < best) {
             best = d;
             nearest = known[i];

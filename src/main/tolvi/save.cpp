@@ -295,7 +295,7 @@ bool write_all(int fd, Variant const& value, char* buffer) {
     sigemptyset(&xfsz);
     sigaddset(&xfsz, SIGXFSZ);
     pthread_sigmask(SIG_BLOCK, &xfsz, &before);
-    int const error = json_trees::writeExact(fd, value, buffer, write_buffer);
+    int const error = json_trees::write_exact(fd, value, buffer, write_buffer);
     struct sigaction action {};
     if (error == EFBIG && sigismember(&before, SIGXFSZ) == 0 &&
         ::sigaction(SIGXFSZ, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {

@@ -1,5 +1,7 @@
 #include <tolvi/codecs.hpp>
 
+#include "value_codec.hpp"
+
 #include <climits>
 #include <cstdint>
 #include <limits>
@@ -12,11 +14,6 @@ namespace tolvi {
 inline namespace v1 {
 
 namespace {
-
-// In compare mode `data` is really the caller's result flag; codecs only ever clear it.
-void clear_flag(impl_base const& c) {
-    *reinterpret_cast<bool*>(c.data) = false;
-}
 
 template <class T>
 bool fits(std::int64_t v) {
@@ -32,25 +29,15 @@ bool fits(std::int64_t v) {
 
 template <class T>
 void apply_integer(impl_base const& c) {
-    T& self = *static_cast<T*>(c.value);
-    switch (c.op_mode) {
-    case serialize_to_json:
-        *c.data = Variant(static_cast<std::int64_t>(self));
-        break;
-    case deserialize_from_json:
-        if (c.data->type != Variant::Integer || !fits<T>(c.data->value.intValue)) {
-            throw bad_deserialization_source(c.top_level, c.data, nullptr);
-        }
-        self = static_cast<T>(c.data->value.intValue);
-        break;
-    case compare:
-        if (self != *static_cast<T const*>(c.other)) {
-            clear_flag(c);
-        }
-        break;
-    default:
-        break;
-    }
+    internal::apply_value<T>(
+        c, [](T v) { return Variant(static_cast<std::int64_t>(v)); },
+        [](Variant const& d, T& v) {
+            if (d.type != Variant::Integer || !fits<T>(d.value.intValue)) {
+                return false;
+            }
+            v = static_cast<T>(d.value.intValue);
+            return true;
+        });
 }
 
 // True when the first non-blank character is a minus sign, as strtoul sees it.
@@ -92,26 +79,16 @@ T integer_from_string(std::string const& text) {
 } // namespace
 
 void impl<bool>::apply() {
-    bool& self = *static_cast<bool*>(value);
-    switch (op_mode) {
-    case serialize_to_json:
-        *data = Variant(self);
-        break;
-    case deserialize_from_json:
-        // Neither 0/1 nor "true"/"false": only a JSON boolean is a bool.
-        if (data->type != Variant::Boolean) {
-            throw bad_deserialization_source(top_level, data, nullptr);
-        }
-        self = data->value.boolValue;
-        break;
-    case compare:
-        if (self != *static_cast<bool const*>(other)) {
-            clear_flag(*this);
-        }
-        break;
-    default:
-        break;
-    }
+    internal::apply_value<bool>(
+        *this, [](bool b) { return Variant(b); },
+        [](Variant const& d, bool& b) {
+            // Neither 0/1 nor "true"/"false": only a JSON boolean is a bool.
+            if (d.type != Variant::Boolean) {
+                return false;
+            }
+            b = d.value.boolValue;
+            return true;
+        });
 }
 
 // The narrow types print as numbers: they promote to int, never to a character.
@@ -140,30 +117,23 @@ TOLVI_DEFINE_INTEGER_IMPL(unsigned long long)
 
 double impl<double>::epsilon = 1e-08;
 
+// Compared exactly: epsilon only tidies output. NaN never equals NaN.
 void impl<double>::apply() {
-    double& self = *static_cast<double*>(value);
-    switch (op_mode) {
-    case serialize_to_json: {
-        // Rounding noise near zero (and -0.0) is written as 0.0; NaN fails both tests and stays.
-        double const eps = epsilon;
-        *data = Variant(self < eps && self > -eps ? 0.0 : self);
-        break;
-    }
-    case deserialize_from_json:
-        if (data->type != Variant::Integer && data->type != Variant::Double) {
-            throw bad_deserialization_source(top_level, data, nullptr);
-        }
-        self = data->asDouble();
-        break;
-    case compare:
-        // Exact: epsilon only tidies output. NaN never equals NaN.
-        if (self != *static_cast<double const*>(other)) {
-            clear_flag(*this);
-        }
-        break;
-    default:
-        break;
-    }
+    internal::apply_value<double>(
+        *this,
+        [](double x) {
+            // Rounding noise near zero (and -0.0) is written as 0.0; NaN fails both tests and
+            // stays.
+            double const eps = epsilon;
+            return Variant(x < eps && x > -eps ? 0.0 : x);
+        },
+        [](Variant const& d, double& x) {
+            if (d.type != Variant::Integer && d.type != Variant::Double) {
+                return false;
+            }
+            x = d.asDouble();
+            return true;
+        });
 }
 
 } // namespace v1

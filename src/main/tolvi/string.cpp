@@ -1,5 +1,7 @@
 #include <tolvi/codecs.hpp>
 
+#include "value_codec.hpp"
+
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -8,27 +10,17 @@ namespace korvax {
 namespace tolvi {
 inline namespace v1 {
 
+// Every byte counts, embedded NULs included, both ways and in compare mode.
 void impl<std::string>::apply() {
-    std::string& self = *static_cast<std::string*>(value);
-    switch (op_mode) {
-    case serialize_to_json:
-        *data = Variant(self);
-        break;
-    case deserialize_from_json:
-        if (data->type != Variant::String) {
-            throw bad_deserialization_source(top_level, data, nullptr);
-        }
-        self = *data->value.stringValue;
-        break;
-    case compare:
-        // Every byte counts, embedded NULs included.
-        if (self != *static_cast<std::string const*>(other)) {
-            *reinterpret_cast<bool*>(data) = false;
-        }
-        break;
-    default:
-        break;
-    }
+    internal::apply_value<std::string>(
+        *this, [](std::string const& s) { return Variant(s); },
+        [](Variant const& d, std::string& s) {
+            if (d.type != Variant::String) {
+                return false;
+            }
+            s = *d.value.stringValue;
+            return true;
+        });
 }
 
 void impl<char const*>::apply() {
