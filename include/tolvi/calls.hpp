@@ -12,14 +12,14 @@
 #include <vector>
 
 #include <tolvi/Variant.hpp>
-#include <tolvi/child_codec.hpp>
 #include <tolvi/context.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/record_codec.hpp>
+#include <tolvi/detail/type_check.hpp>
 #include <tolvi/errors.hpp>
 #include <tolvi/files.hpp>
 #include <tolvi/json_text.hpp>
-#include <tolvi/member_types.hpp>
 #include <tolvi/options.hpp>
-#include <tolvi/record_codec.hpp>
 
 namespace korvax {
 namespace tolvi {

@@ -19,13 +19,13 @@
 #include <vector>
 
 #include <tolvi/calls.hpp>
-#include <tolvi/child_codec.hpp>
 #include <tolvi/codecs.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/record_codec.hpp>
+#include <tolvi/detail/schema_writer.hpp>
+#include <tolvi/detail/type_check.hpp>
 #include <tolvi/errors.hpp>
-#include <tolvi/member_types.hpp>
-#include <tolvi/record_codec.hpp>
 #include <tolvi/record_description.hpp>
-#include <tolvi/schema.hpp>
 
 namespace korvax {
 namespace tolvi {

@@ -12,11 +12,11 @@
 #include <type_traits>
 #include <unordered_map>
 
-#include <tolvi/child_codec.hpp>
-#include <tolvi/container_codecs.hpp>
-#include <tolvi/member_types.hpp>
-#include <tolvi/record_codec.hpp>
-#include <tolvi/schema.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/container_codecs.hpp>
+#include <tolvi/detail/record_codec.hpp>
+#include <tolvi/detail/schema_writer.hpp>
+#include <tolvi/detail/type_check.hpp>
 
 namespace korvax {
 namespace tolvi {

@@ -18,8 +18,8 @@
 #include <type_traits>
 #include <vector>
 
-#include <tolvi/container_codecs.hpp>
 #include <tolvi/context.hpp>
+#include <tolvi/detail/container_codecs.hpp>
 #include <tolvi/enum.hpp>
 #include <tolvi/members.hpp>
 #include <tolvi/record_description.hpp>

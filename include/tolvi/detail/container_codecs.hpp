@@ -28,8 +28,8 @@
 #include <utility>
 #include <vector>
 
-#include <tolvi/child_codec.hpp>
 #include <tolvi/codecs.hpp>
+#include <tolvi/detail/child_codec.hpp>
 #include <tolvi/enum.hpp>
 #include <tolvi/errors.hpp>
 #include <tolvi/json_text.hpp>

@@ -59,19 +59,19 @@
 #include <type_traits>
 #include <vector>
 
-#include <tolvi/child_codec.hpp>
 #include <tolvi/codecs.hpp>
-#include <tolvi/container_codecs.hpp>
 #include <tolvi/context.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/container_codecs.hpp>
+#include <tolvi/detail/floats.hpp>
+#include <tolvi/detail/record_keys.hpp>
+#include <tolvi/detail/type_check.hpp>
 #include <tolvi/enum.hpp>
 #include <tolvi/errors.hpp>
-#include <tolvi/float_codec.hpp>
 #include <tolvi/json_text.hpp>
-#include <tolvi/member_types.hpp>
 #include <tolvi/members.hpp>
 #include <tolvi/opaque_json_block.hpp>
 #include <tolvi/record_description.hpp>
-#include <tolvi/record_keys.hpp>
 
 namespace korvax {
 namespace tolvi {
