@@ -16,21 +16,14 @@
 //   calls.hpp               to_variant, from_json, equal, make_patch, ...
 //   options.hpp             options: source type, patch and strict reading
 //   schema.hpp              json_schema
-// The machinery the templates need is in detail/: the codec of records, the member types and the
-// errors for the others, and one header per kind of member with all the library knows of it.
+// The machinery the templates need is in detail/: how a child value is run (child_codec.hpp), the
+// member type checks (type_check.hpp), the schema writer, and one header per kind of member with
+// all the library knows of it (calls.hpp includes them all).
 
 #include <tolvi/calls.hpp>
-#include <tolvi/detail/child_codec.hpp>
-#include <tolvi/detail/container_codecs.hpp>
-#include <tolvi/detail/durations.hpp>
-#include <tolvi/detail/floats.hpp>
 #include <tolvi/detail/member_printers.hpp>
-#include <tolvi/detail/record_codec.hpp>
-#include <tolvi/detail/record_keys.hpp>
-#include <tolvi/detail/sets.hpp>
-#include <tolvi/detail/std_optional.hpp>
-#include <tolvi/detail/type_check.hpp>
-#include <tolvi/detail/unordered_maps.hpp>
+#include <tolvi/enum.hpp>
+#include <tolvi/members.hpp>
 #include <tolvi/options.hpp>
 #include <tolvi/record_description.hpp>
 #include <tolvi/schema.hpp>

@@ -12,13 +12,13 @@
 #include <string>
 #include <type_traits>
 
+#include <tolvi/Variant.hpp>
 #include <tolvi/codecs.hpp>
 #include <tolvi/detail/child_codec.hpp>
-#include <tolvi/detail/container_codecs.hpp>
 #include <tolvi/detail/floats.hpp>
+#include <tolvi/detail/scalars.hpp>
 #include <tolvi/detail/schema_writer.hpp>
 #include <tolvi/detail/type_check.hpp>
-#include <tolvi/record_description.hpp>
 
 namespace korvax {
 namespace tolvi {

@@ -18,14 +18,13 @@
 #include <utility>
 #include <vector>
 
-#include <tolvi/calls.hpp>
+#include <tolvi/Variant.hpp>
 #include <tolvi/codecs.hpp>
 #include <tolvi/detail/child_codec.hpp>
-#include <tolvi/detail/record_codec.hpp>
 #include <tolvi/detail/schema_writer.hpp>
 #include <tolvi/detail/type_check.hpp>
 #include <tolvi/errors.hpp>
-#include <tolvi/record_description.hpp>
+#include <tolvi/options.hpp>
 
 namespace korvax {
 namespace tolvi {
@@ -60,16 +59,10 @@ public:
         case compare: {
             S const& a = *static_cast<S const*>(other);
             S const& b = *static_cast<S const*>(value);
-            bool equal = a.size() == b.size();
-            if constexpr (ordered) {
-                for (auto i = a.begin(), j = b.begin(); equal && i != a.end(); ++i, ++j) {
-                    equal = same(*this, *i, *j);
-                }
-            } else {
-                for (auto i = a.begin(); equal && i != a.end(); ++i) {
-                    equal = b.count(*i) != 0;
-                }
-            }
+            // An unordered set finds an element by its value: nothing more to compare.
+            bool const equal = same_elements<ordered>(
+                a, b, [](T const& e) -> T const& { return e; },
+                [&](T const& x, T const& y) { return !ordered || same(*this, x, y); });
             if (!equal) {
                 *compare_flag(*this) = false;
             }
@@ -147,7 +140,7 @@ private:
         }
         Variant shown;
         try {
-            shown = to_variant(kept);
+            write_document(kept, shown, options(), static_cast<T const*>(nullptr));
         } catch (located_error const&) {
             throw document_error(std::string(), "duplicate element");
         }
