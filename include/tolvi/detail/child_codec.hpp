@@ -340,6 +340,27 @@ inline bool* compare_flag(impl_base const& c) noexcept {
     return reinterpret_cast<bool*>(c.data);
 }
 
+// The mode switch of a container codec `c` over values of type V: the codec gives write(), read()
+// and equal(a, b), and a difference clears the result flag.
+template <class V, class C>
+void switch_modes(C& c) {
+    switch (c.op_mode) {
+    case serialize_to_json:
+        c.write();
+        break;
+    case deserialize_from_json:
+        c.read();
+        break;
+    case compare:
+        if (!c.equal(*static_cast<V const*>(c.other), *static_cast<V const*>(c.value))) {
+            *compare_flag(c) = false;
+        }
+        break;
+    default:
+        break;
+    }
+}
+
 // Whether two sets or maps C hold the same elements: walked side by side where C keeps its
 // elements in order, otherwise each element of `a` against the one of `b` with its key. `equal`
 // compares two elements.

@@ -6,9 +6,11 @@
 // (bad_deserialization_source). A patch replaces a list whole, its elements read as whole
 // documents. Inside the record calls a failure gets the element's index in its path.
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -25,63 +27,65 @@ namespace tolvi {
 inline namespace v1 {
 namespace detail {
 
-// The codec of a list L: std::vector<T>, or another sequence that is built with its size and walked
-// in order.
+// Whether L has a fixed length, std::tuple_size<L>, which a document must give.
+template <class L>
+struct fixed_length : std::false_type {};
+template <class T, std::size_t N>
+struct fixed_length<std::array<T, N>> : std::true_type {};
+
+// The codec of a list L: std::vector<T>, std::array<T, N>, or another sequence that resizes and is
+// walked in order.
 template <class L>
 class list_codec : public impl_base {
 public:
     using T = typename L::value_type;
 
-    void apply() {
-        switch (op_mode) {
-        case serialize_to_json: {
-            L const& in = *static_cast<L const*>(value);
-            auto& out = vector_impl::set_vector(data, static_cast<unsigned int>(in.size()));
-            std::size_t i = 0;
-            for (T const& e : in) { // std::vector<bool> hands out copies; they live long enough
-                data_t* const d = as_data(&out.emplace_back());
-                at<T>(*this, i++, d, [&] {
-                    run(*this, nullptr, e, d);
-                    check_output<T>(*this, *d);
-                });
-            }
-            break;
+    void apply() { switch_modes<L>(*this); }
+
+    void write() {
+        L const& in = *static_cast<L const*>(value);
+        auto& out = vector_impl::set_vector(data, static_cast<unsigned int>(in.size()));
+        std::size_t i = 0;
+        for (T const& e : in) { // std::vector<bool> hands out copies; they live long enough
+            data_t* const d = as_data(&out.emplace_back());
+            at<T>(*this, i++, d, [&] {
+                run(*this, nullptr, e, d);
+                check_output<T>(*this, *d);
+            });
         }
-        case deserialize_from_json: {
-            auto const& in = vector_impl::get_vector(top_level, data);
-            L out(in.size());
-            std::size_t i = 0;
-            for (auto slot = out.begin(); slot != out.end(); ++slot, ++i) {
-                data_t const* const d = as_data(&in[i]);
-                at<T>(*this, i, d, [&] {
-                    if constexpr (std::is_same<T, bool>::value) { // std::vector<bool>'s proxies
-                        bool b = false;
-                        read_fresh(*this, b, d);
-                        *slot = b;
-                    } else {
-                        read_fresh(*this, *slot, d);
-                    }
-                });
-                drop_read(*this, d);
+    }
+
+    void read() {
+        auto const& in = vector_impl::get_vector(top_level, data);
+        L out{};
+        if constexpr (fixed_length<L>::value) {
+            if (in.size() != std::tuple_size<L>::value) {
+                throw bad_deserialization_source(top_level, data, nullptr);
             }
-            *static_cast<L*>(value) = std::move(out);
-            break;
+        } else {
+            out.resize(in.size());
         }
-        case compare: {
-            L const& a = *static_cast<L const*>(other);
-            L const& b = *static_cast<L const*>(value);
-            bool equal = a.size() == b.size();
-            for (auto i = a.begin(), j = b.begin(); equal && i != a.end(); ++i, ++j) {
-                equal = same<T>(*this, *i, *j);
-            }
-            if (!equal) {
-                *compare_flag(*this) = false;
-            }
-            break;
+        std::size_t i = 0;
+        for (auto slot = out.begin(); slot != out.end(); ++slot, ++i) {
+            data_t const* const d = as_data(&in[i]);
+            at<T>(*this, i, d, [&] {
+                if constexpr (std::is_same<T, bool>::value) { // std::vector<bool>'s proxies
+                    bool b = false;
+                    read_fresh(*this, b, d);
+                    *slot = b;
+                } else {
+                    read_fresh(*this, *slot, d);
+                }
+            });
+            drop_read(*this, d);
         }
-        default:
-            break;
-        }
+        *static_cast<L*>(value) = std::move(out);
+    }
+
+    bool equal(L const& a, L const& b) const {
+        return a.size() == b.size() &&
+               std::equal(a.begin(), a.end(), b.begin(),
+                          [&](T const& x, T const& y) { return same<T>(*this, x, y); });
     }
 };
 
@@ -91,54 +95,7 @@ template <class T>
 class impl<std::vector<T>> : public detail::list_codec<std::vector<T>> {};
 
 template <class T, std::size_t N>
-class impl<std::array<T, N>> : public impl_base {
-public:
-    void apply() {
-        using list = std::array<T, N>;
-        switch (op_mode) {
-        case serialize_to_json: {
-            list const& in = *static_cast<list const*>(value);
-            auto& out = vector_impl::set_vector(data, static_cast<unsigned int>(N));
-            for (std::size_t i = 0; i < N; ++i) {
-                data_t* const d = as_data(&out.emplace_back());
-                detail::at<T>(*this, i, d, [&] {
-                    detail::run(*this, nullptr, in[i], d);
-                    detail::check_output<T>(*this, *d);
-                });
-            }
-            break;
-        }
-        case deserialize_from_json: {
-            auto const& in = vector_impl::get_vector(top_level, data);
-            if (in.size() != N) {
-                throw bad_deserialization_source(top_level, data, nullptr);
-            }
-            list out{};
-            for (std::size_t i = 0; i < N; ++i) {
-                data_t const* const d = as_data(&in[i]);
-                detail::at<T>(*this, i, d, [&] { detail::read_fresh(*this, out[i], d); });
-                detail::drop_read(*this, d);
-            }
-            *static_cast<list*>(value) = std::move(out);
-            break;
-        }
-        case compare: {
-            list const& a = *static_cast<list const*>(other);
-            list const& b = *static_cast<list const*>(value);
-            bool equal = true;
-            for (std::size_t i = 0; equal && i < N; ++i) {
-                equal = detail::same<T>(*this, a[i], b[i]);
-            }
-            if (!equal) {
-                *detail::compare_flag(*this) = false;
-            }
-            break;
-        }
-        default:
-            break;
-        }
-    }
-};
+class impl<std::array<T, N>> : public detail::list_codec<std::array<T, N>> {};
 
 namespace detail {
 

@@ -49,39 +49,24 @@ public:
     // and the map lacks are written as null. Read only when `patch` is set.
     dict const* baseline = nullptr;
 
-    void apply() {
-        switch (op_mode) {
-        case serialize_to_json:
-            write();
-            break;
-        case deserialize_from_json:
-            if (patch && detail::in_record_call(*this)) {
-                patch_entries();
-            } else {
-                read();
-            }
-            break;
-        case compare: {
-            dict const& a = *static_cast<dict const*>(other);
-            dict const& b = *static_cast<dict const*>(value);
-            bool const equal = same_elements<ordered>(
-                a, b, [](auto const& e) -> K const& { return e.first; },
-                [&](auto const& x, auto const& y) {
-                    return x.first == y.first && same(*this, x.second, y.second);
-                });
-            if (!equal) {
-                *detail::compare_flag(*this) = false;
-            }
-            break;
-        }
-        default:
-            break;
+    void apply() { switch_modes<M>(*this); }
+
+    // A whole map, or in a patch read by the record calls the entries that change.
+    void read() {
+        if (patch && detail::in_record_call(*this)) {
+            patch_entries();
+        } else {
+            read_whole();
         }
     }
 
-private:
-    static constexpr bool text_keys = std::is_same<K, std::string>::value;
-    static constexpr bool ordered = std::is_same<M, std::map<K, T>>::value;
+    bool equal(dict const& a, dict const& b) const {
+        return same_elements<ordered>(
+            a, b, [](auto const& e) -> K const& { return e.first; },
+            [&](auto const& x, auto const& y) {
+                return x.first == y.first && same(*this, x.second, y.second);
+            });
+    }
 
     void write() {
         dict const& in = *static_cast<dict const*>(value);
@@ -138,8 +123,12 @@ private:
         });
     }
 
+private:
+    static constexpr bool text_keys = std::is_same<K, std::string>::value;
+    static constexpr bool ordered = std::is_same<M, std::map<K, T>>::value;
+
     // A whole map, filled aside and moved in.
-    void read() {
+    void read_whole() {
         auto const& entries = map_impl::get_map(top_level, data);
         dict out;
         if constexpr (!ordered) {

@@ -48,33 +48,7 @@ class set_codec : public impl_base {
 public:
     using T = typename S::value_type;
 
-    void apply() {
-        switch (op_mode) {
-        case serialize_to_json:
-            write();
-            break;
-        case deserialize_from_json:
-            read();
-            break;
-        case compare: {
-            S const& a = *static_cast<S const*>(other);
-            S const& b = *static_cast<S const*>(value);
-            // An unordered set finds an element by its value: nothing more to compare.
-            bool const equal = same_elements<ordered>(
-                a, b, [](T const& e) -> T const& { return e; },
-                [&](T const& x, T const& y) { return !ordered || same(*this, x, y); });
-            if (!equal) {
-                *compare_flag(*this) = false;
-            }
-            break;
-        }
-        default:
-            break;
-        }
-    }
-
-private:
-    static constexpr bool ordered = std::is_same<S, std::set<T>>::value;
+    void apply() { switch_modes<S>(*this); }
 
     void write() {
         S const& in = *static_cast<S const*>(value);
@@ -97,18 +71,11 @@ private:
         }
     }
 
-    // `out` has room for every element: the Variant of the one before stays where it is.
-    void write_element(std::vector<Variant>& out, T const& e) {
-        std::size_t const i = out.size();
-        data_t* const d = as_data(&out.emplace_back());
-        at<T>(*this, i, d, [&] {
-            run(*this, nullptr, e, d);
-            check_output<T>(*this, *d);
-            if (i > 0 && in_record_call(*this) && *d == out[i - 1]) {
-                throw unwritable_value(std::string(), "written as the element before it, it would "
-                                                      "read back as a duplicate");
-            }
-        });
+    // An unordered set finds an element by its value: nothing more to compare.
+    bool equal(S const& a, S const& b) const {
+        return same_elements<ordered>(
+            a, b, [](T const& e) -> T const& { return e; },
+            [&](T const& x, T const& y) { return !ordered || same(*this, x, y); });
     }
 
     void read() {
@@ -130,6 +97,23 @@ private:
             drop_read(*this, d);
         }
         *static_cast<S*>(value) = std::move(out);
+    }
+
+private:
+    static constexpr bool ordered = std::is_same<S, std::set<T>>::value;
+
+    // `out` has room for every element: the Variant of the one before stays where it is.
+    void write_element(std::vector<Variant>& out, T const& e) {
+        std::size_t const i = out.size();
+        data_t* const d = as_data(&out.emplace_back());
+        at<T>(*this, i, d, [&] {
+            run(*this, nullptr, e, d);
+            check_output<T>(*this, *d);
+            if (i > 0 && in_record_call(*this) && *d == out[i - 1]) {
+                throw unwritable_value(std::string(), "written as the element before it, it would "
+                                                      "read back as a duplicate");
+            }
+        });
     }
 
     // The value shown is the element it equals, as a record writes it: the document's own may have
