@@ -14,25 +14,12 @@
 #include <tolvi/Variant.hpp>
 #include <tolvi/context.hpp>
 #include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/kinds.hpp>
 #include <tolvi/detail/type_check.hpp>
 #include <tolvi/errors.hpp>
 #include <tolvi/files.hpp>
 #include <tolvi/json_text.hpp>
 #include <tolvi/options.hpp>
-
-// Every kind of member, one header each.
-#include <tolvi/detail/durations.hpp>
-#include <tolvi/detail/enums.hpp>
-#include <tolvi/detail/floats.hpp>
-#include <tolvi/detail/lists.hpp>
-#include <tolvi/detail/maps.hpp>
-#include <tolvi/detail/opaque_blocks.hpp>
-#include <tolvi/detail/records.hpp>
-#include <tolvi/detail/scalars.hpp>
-#include <tolvi/detail/sets.hpp>
-#include <tolvi/detail/std_optional.hpp>
-#include <tolvi/detail/strings.hpp>
-#include <tolvi/detail/unordered_maps.hpp>
 
 namespace korvax {
 namespace tolvi {

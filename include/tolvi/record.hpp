@@ -18,7 +18,7 @@
 //   schema.hpp              json_schema
 // The machinery the templates need is in detail/: how a child value is run (child_codec.hpp), the
 // member type checks (type_check.hpp), the schema writer, and one header per kind of member with
-// all the library knows of it (calls.hpp includes them all).
+// all the library knows of it (kinds.hpp lists them).
 
 #include <tolvi/calls.hpp>
 #include <tolvi/detail/member_printers.hpp>

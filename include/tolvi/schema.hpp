@@ -30,6 +30,7 @@
 #include <string>
 
 #include <tolvi/Variant.hpp>
+#include <tolvi/detail/kinds.hpp>
 #include <tolvi/detail/schema_writer.hpp>
 #include <tolvi/options.hpp>
 #include <tolvi/record_description.hpp>
