@@ -124,6 +124,10 @@ TEST(Patch, CloudPatchesAreMergedOrRefusedWhole) {
     }
     EXPECT_EQ(n, std::size(refused));
 
+    gw::gateway bare = base; // a block it does not hold is read whole, whatever the value's type
+    bare.vendor = tv::none;
+    expect_patch(bare, json(R"({"vendor":5})"), "");
+
     gw::gateway incomplete = base; // a patch taken into it would leave it unsaveable
     (*incomplete.devices)["dev-002"].name.clear();
     expect_patch(incomplete, json(R"({"seq":8})"), "/devices/dev-002/name");

@@ -3,7 +3,7 @@
 // The calls. They work on records and on every other type with a codec (lists, maps, scalars):
 // to_variant, to_json, to_file write; from_variant, from_json, from_file read; equal compares;
 // member_names lists a record's JSON keys and make_patch writes what changed between two
-// records (record_codec.hpp tells what each does with members).
+// records (detail/records.hpp tells what each does with members).
 
 #include <string>
 #include <tuple>
@@ -12,40 +12,20 @@
 #include <vector>
 
 #include <tolvi/Variant.hpp>
-#include <tolvi/child_codec.hpp>
 #include <tolvi/context.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/kinds.hpp>
+#include <tolvi/detail/type_check.hpp>
 #include <tolvi/errors.hpp>
 #include <tolvi/files.hpp>
 #include <tolvi/json_text.hpp>
-#include <tolvi/member_types.hpp>
 #include <tolvi/options.hpp>
-#include <tolvi/record_codec.hpp>
 
 namespace korvax {
 namespace tolvi {
 inline namespace v1 {
 
 namespace detail {
-
-// The root of every record call that writes. The call's settings ride in the context's `other`,
-// so that the codecs below report failures with their paths and check what they write
-// (child_codec.hpp).
-template <class T>
-void write_document(T const& v, Variant& out, options const& o, T const* baseline) {
-    if constexpr (check_type<T, T>()) {
-        read_settings const settings;
-        impl<T> codec;
-        codec.set_operation(serialize_to_json, as_data(&out));
-        codec.set_source_type(o.source_type);
-        codec.patch = o.patch;
-        if constexpr (is_record<T>::value) {
-            codec.baseline = baseline;
-        }
-        codec.set_data(&settings, const_cast<T*>(&v), as_data(&out));
-        codec.apply();
-        check_output<T>(codec, *as_data(&out));
-    }
-}
 
 // The root of every record call that reads, into `v` itself. The messages of the library's
 // refusals are left without the document (top_level is null): only the refused value is shown.
@@ -65,9 +45,9 @@ void read_document(T& v, Variant const& document, options const& o, bool consume
         codec.set_data(&settings, &v, const_cast<data_t*>(doc));
         at<T>(codec, root_place(), doc, [&] {
             check_input<T>(codec, doc);
-            if constexpr (std::is_same<T, opaque_json_block>::value) {
+            if constexpr (child_form<T>::merged) {
                 if (o.patch) {
-                    merge_block(v.json, document);
+                    child_form<T>::merge(v, document);
                     return;
                 }
             }
@@ -168,7 +148,7 @@ void to_file(T const& v, std::string const& path, options const& o = {}) {
 // read aside (a whole document into a fresh record, a patch into a copy) and moved in on success,
 // and a map is read into a copy; the other types are filled aside by their codecs already. A whole
 // document (no patch) leaves every optional member it lacks disengaged; a patch that leaves any
-// member unprovided is refused (record_codec.hpp). The calls that parse text drop each value from
+// member unprovided is refused (detail/records.hpp). The calls that parse text drop each value from
 // the parsed document once it is read, so that the document and the record are never both whole.
 template <class T>
 void from_variant(T& v, Variant const& document, options const& o = {}) {
@@ -236,7 +216,7 @@ std::vector<char const*> member_names() {
     return names;
 }
 
-// What changed from `baseline` to `changed`, as a patch document (see record_codec.hpp).
+// What changed from `baseline` to `changed`, as a patch document (see detail/records.hpp).
 template <class R>
 Variant make_patch(R const& changed, R const& baseline) {
     static_assert(detail::is_record<R>::value,

@@ -9,7 +9,8 @@
 //
 // Where a value or a name is listed twice, the first entry wins in that direction. Serializing a
 // value missing from the table throws std::runtime_error, reading an unknown name throws
-// bad_deserialization_source; two values compare unequal when they differ.
+// bad_deserialization_source; two values compare unequal when they differ. The codec, and all else
+// the library knows of enumerations, is in detail/enums.hpp.
 
 #include <cstddef>
 #include <cstdint>
@@ -57,30 +58,6 @@ enum_impl_base::bimap_t enum_table() noexcept {
 }
 
 } // namespace detail
-
-// The codec of an enumeration declared with TOLVI_ENUM.
-template <class E>
-class impl<E, std::enable_if_t<detail::is_named_enum<E>::value>> : public enum_impl_base {
-public:
-    void apply() {
-        auto const table = detail::enum_table<E>();
-        switch (op_mode) {
-        case deserialize_from_json:
-            *static_cast<E*>(value) = static_cast<E>(name_to_value(table));
-            break;
-        case serialize_to_json:
-            value_to_name(static_cast<int>(*static_cast<E const*>(value)), table);
-            break;
-        case compare:
-            if (*static_cast<E const*>(other) != *static_cast<E const*>(value)) {
-                *reinterpret_cast<bool*>(data) = false;
-            }
-            break;
-        default:
-            break;
-        }
-    }
-};
 
 } // namespace v1
 } // namespace tolvi

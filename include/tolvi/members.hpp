@@ -60,6 +60,38 @@ class compares_as_optional {
     }
 };
 
+// What both member wrappers W give of the T they hold: get(), which throws as W::check() says
+// when it holds no value, * and ->; and the assignment of a std::optional<T>, a value or
+// std::nullopt.
+template <class W, class T>
+class holds_value {
+public:
+    T& get() {
+        self().check();
+        return self().value_;
+    }
+    T const& get() const {
+        self().check();
+        return self().value_;
+    }
+    T& operator*() { return get(); }
+    T const& operator*() const { return get(); }
+    T* operator->() { return &get(); }
+    T const* operator->() const { return &get(); }
+
+    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
+    W& operator=(std::optional<U> v) {
+        if (v.has_value()) {
+            return self() = std::move(*v);
+        }
+        return self() = std::nullopt;
+    }
+
+private:
+    W& self() noexcept { return static_cast<W&>(*this); }
+    W const& self() const noexcept { return static_cast<W const&>(*this); }
+};
+
 } // namespace detail
 
 // The value that disengages an optional member: `led.period = tolvi::none;`
@@ -70,9 +102,11 @@ inline constexpr none_t none{0};
 
 // A member that a complete document must carry. Unprovided until a value is assigned or read.
 template <class T>
-class required : detail::compares_as_optional<required<T>, T> {
+class required : detail::compares_as_optional<required<T>, T>,
+                 public detail::holds_value<required<T>, T> {
 public:
     using value_type = T;
+    using detail::holds_value<required<T>, T>::operator=;
 
     required() = default;
     required(T v) : value_(std::move(v)), provided_(true) {}
@@ -91,13 +125,6 @@ public:
         clear();
         return *this;
     }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    required& operator=(std::optional<U> v) {
-        if (v.has_value()) {
-            return *this = std::move(*v);
-        }
-        return *this = std::nullopt;
-    }
 
     bool provided() const noexcept { return provided_; }
 
@@ -106,19 +133,7 @@ public:
         return provided_ ? std::optional<T>(value_) : std::nullopt;
     }
 
-    // Throw missing_value when unprovided.
-    T& get() {
-        check();
-        return value_;
-    }
-    T const& get() const {
-        check();
-        return value_;
-    }
-    T& operator*() { return get(); }
-    T const& operator*() const { return get(); }
-    T* operator->() { return &get(); }
-    T const* operator->() const { return &get(); }
+    // get(), * and -> (holds_value) throw missing_value when unprovided.
 
     // Builds a new value in place and provides the member.
     template <class... Args>
@@ -143,6 +158,7 @@ public:
 
 private:
     friend struct detail::member_form<required>;
+    friend class detail::holds_value<required, T>;
 
     void check() const {
         if (!provided_) {
@@ -157,9 +173,11 @@ private:
 // A member that may be absent from a document (unprovided), present as null (disengaged) or
 // present with a value (engaged).
 template <class T>
-class optional : detail::compares_as_optional<optional<T>, T> {
+class optional : detail::compares_as_optional<optional<T>, T>,
+                 public detail::holds_value<optional<T>, T> {
 public:
     using value_type = T;
+    using detail::holds_value<optional<T>, T>::operator=;
 
     optional() = default;
     optional(T v) : value_(std::move(v)), provided_(true), engaged_(true) {}
@@ -183,13 +201,6 @@ public:
         disengage();
         return *this;
     }
-    template <class U, class = std::enable_if_t<std::is_same<U, T>::value>>
-    optional& operator=(std::optional<U> v) {
-        if (v.has_value()) {
-            return *this = std::move(*v);
-        }
-        return *this = std::nullopt;
-    }
 
     bool provided() const noexcept { return provided_; }
     bool engaged() const noexcept { return engaged_; }
@@ -200,19 +211,8 @@ public:
     // The value, or std::nullopt when unprovided or disengaged.
     operator std::optional<T>() const { return engaged_ ? std::optional<T>(value_) : std::nullopt; }
 
-    // Throw missing_value when unprovided and disengaged_value when disengaged.
-    T& get() {
-        check();
-        return value_;
-    }
-    T const& get() const {
-        check();
-        return value_;
-    }
-    T& operator*() { return get(); }
-    T const& operator*() const { return get(); }
-    T* operator->() { return &get(); }
-    T const* operator->() const { return &get(); }
+    // get(), * and -> (holds_value) throw missing_value when unprovided and disengaged_value when
+    // disengaged.
 
     // The value when engaged, otherwise the fallback; never throws for a missing value.
     template <class U>
@@ -251,6 +251,7 @@ public:
 
 private:
     friend struct detail::member_form<optional>;
+    friend class detail::holds_value<optional, T>;
 
     void check() const {
         if (!provided_) {

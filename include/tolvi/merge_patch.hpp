@@ -14,7 +14,7 @@ inline namespace v1 {
 // depth (a null removes the key, a key the target lacks is added without the nulls inside it);
 // anything else replaces the target whole. Never fails: a type conflict is a replacement. It knows
 // nothing of a record's required members, so its result may not load into a record; the record
-// calls' own patches (record_codec.hpp) treat lists and opaque blocks otherwise.
+// calls' own patches (detail/records.hpp) treat lists and opaque blocks otherwise.
 TOLVI_API Variant merge_patch(Variant const& target, Variant const& patch);
 
 namespace detail {

@@ -9,32 +9,21 @@
 //     };
 //     TOLVI_RECORD(wifi, ssid, (static_ip, "static-ip"));
 //
-// This header brings the whole record API; each part has a header of its own:
+// This header brings the whole record API; each part a user reads has a header of its own:
 //   record_description.hpp  TOLVI_RECORD, JSON keys, TOLVI_SOURCE_TYPE and TOLVI_REFUSE
-//   record_keys.hpp         renamed keys and strict reading
-//   member_types.hpp        the member types, and the errors for the others
-//   record_codec.hpp        the codec of records: how members are read, written and compared
-//   container_codecs.hpp    std::vector, std::array and std::map, with their keys
-//   detail/                 one header per further kind of member: std::optional members, sets,
-//                           unordered maps, durations
-//   float_codec.hpp         float
+//   members.hpp             the member wrappers required<T> and optional<T>
+//   enum.hpp                TOLVI_ENUM
 //   calls.hpp               to_variant, from_json, equal, make_patch, ...
+//   options.hpp             options: source type, patch and strict reading
 //   schema.hpp              json_schema
-//   member_printers.hpp     record members in log messages
-//   options.hpp             options: source type and patch
+// The machinery the templates need is in detail/: how a child value is run (child_codec.hpp), the
+// member type checks (type_check.hpp), the schema writer, and one header per kind of member with
+// all the library knows of it (kinds.hpp lists them).
 
 #include <tolvi/calls.hpp>
-#include <tolvi/child_codec.hpp>
-#include <tolvi/container_codecs.hpp>
-#include <tolvi/detail/durations.hpp>
-#include <tolvi/detail/sets.hpp>
-#include <tolvi/detail/std_optional.hpp>
-#include <tolvi/detail/unordered_maps.hpp>
-#include <tolvi/float_codec.hpp>
-#include <tolvi/member_printers.hpp>
-#include <tolvi/member_types.hpp>
+#include <tolvi/detail/member_printers.hpp>
+#include <tolvi/enum.hpp>
+#include <tolvi/members.hpp>
 #include <tolvi/options.hpp>
-#include <tolvi/record_codec.hpp>
 #include <tolvi/record_description.hpp>
-#include <tolvi/record_keys.hpp>
 #include <tolvi/schema.hpp>

@@ -12,13 +12,13 @@
 #include <string>
 #include <type_traits>
 
-#include <tolvi/child_codec.hpp>
+#include <tolvi/Variant.hpp>
 #include <tolvi/codecs.hpp>
-#include <tolvi/container_codecs.hpp>
-#include <tolvi/float_codec.hpp>
-#include <tolvi/member_types.hpp>
-#include <tolvi/record_description.hpp>
-#include <tolvi/schema.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/floats.hpp>
+#include <tolvi/detail/scalars.hpp>
+#include <tolvi/detail/schema_writer.hpp>
+#include <tolvi/detail/type_check.hpp>
 
 namespace korvax {
 namespace tolvi {

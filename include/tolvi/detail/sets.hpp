@@ -18,14 +18,13 @@
 #include <utility>
 #include <vector>
 
-#include <tolvi/calls.hpp>
-#include <tolvi/child_codec.hpp>
+#include <tolvi/Variant.hpp>
 #include <tolvi/codecs.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/schema_writer.hpp>
+#include <tolvi/detail/type_check.hpp>
 #include <tolvi/errors.hpp>
-#include <tolvi/member_types.hpp>
-#include <tolvi/record_codec.hpp>
-#include <tolvi/record_description.hpp>
-#include <tolvi/schema.hpp>
+#include <tolvi/options.hpp>
 
 namespace korvax {
 namespace tolvi {
@@ -49,39 +48,7 @@ class set_codec : public impl_base {
 public:
     using T = typename S::value_type;
 
-    void apply() {
-        switch (op_mode) {
-        case serialize_to_json:
-            write();
-            break;
-        case deserialize_from_json:
-            read();
-            break;
-        case compare: {
-            S const& a = *static_cast<S const*>(other);
-            S const& b = *static_cast<S const*>(value);
-            bool equal = a.size() == b.size();
-            if constexpr (ordered) {
-                for (auto i = a.begin(), j = b.begin(); equal && i != a.end(); ++i, ++j) {
-                    equal = same(*this, *i, *j);
-                }
-            } else {
-                for (auto i = a.begin(); equal && i != a.end(); ++i) {
-                    equal = b.count(*i) != 0;
-                }
-            }
-            if (!equal) {
-                *compare_flag(*this) = false;
-            }
-            break;
-        }
-        default:
-            break;
-        }
-    }
-
-private:
-    static constexpr bool ordered = std::is_same<S, std::set<T>>::value;
+    void apply() { switch_modes<S>(*this); }
 
     void write() {
         S const& in = *static_cast<S const*>(value);
@@ -104,18 +71,11 @@ private:
         }
     }
 
-    // `out` has room for every element: the Variant of the one before stays where it is.
-    void write_element(std::vector<Variant>& out, T const& e) {
-        std::size_t const i = out.size();
-        data_t* const d = as_data(&out.emplace_back());
-        at<T>(*this, i, d, [&] {
-            run(*this, nullptr, e, d);
-            check_output<T>(*this, *d);
-            if (i > 0 && in_record_call(*this) && *d == out[i - 1]) {
-                throw unwritable_value(std::string(), "written as the element before it, it would "
-                                                      "read back as a duplicate");
-            }
-        });
+    // An unordered set finds an element by its value: nothing more to compare.
+    bool equal(S const& a, S const& b) const {
+        return same_elements<ordered>(
+            a, b, [](T const& e) -> T const& { return e; },
+            [&](T const& x, T const& y) { return !ordered || same(*this, x, y); });
     }
 
     void read() {
@@ -139,6 +99,23 @@ private:
         *static_cast<S*>(value) = std::move(out);
     }
 
+private:
+    static constexpr bool ordered = std::is_same<S, std::set<T>>::value;
+
+    // `out` has room for every element: the Variant of the one before stays where it is.
+    void write_element(std::vector<Variant>& out, T const& e) {
+        std::size_t const i = out.size();
+        data_t* const d = as_data(&out.emplace_back());
+        at<T>(*this, i, d, [&] {
+            run(*this, nullptr, e, d);
+            check_output<T>(*this, *d);
+            if (i > 0 && in_record_call(*this) && *d == out[i - 1]) {
+                throw unwritable_value(std::string(), "written as the element before it, it would "
+                                                      "read back as a duplicate");
+            }
+        });
+    }
+
     // The value shown is the element it equals, as a record writes it: the document's own may have
     // been moved into the set already.
     [[noreturn]] void refuse_duplicate(T const& kept) const {
@@ -147,7 +124,7 @@ private:
         }
         Variant shown;
         try {
-            shown = to_variant(kept);
+            write_document(kept, shown, options(), static_cast<T const*>(nullptr));
         } catch (located_error const&) {
             throw document_error(std::string(), "duplicate element");
         }

@@ -12,7 +12,7 @@
 #include <utility>
 
 #include <tolvi/context.hpp>
-#include <tolvi/member_types.hpp>
+#include <tolvi/detail/type_check.hpp>
 #include <tolvi/members.hpp>
 
 namespace korvax {

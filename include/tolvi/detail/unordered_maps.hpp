@@ -2,7 +2,7 @@
 
 // std::unordered_map<K, T> members, for the keys that std::map takes: text, an integer type or an
 // enumeration declared with TOLVI_ENUM. They travel as std::map's do, through the same codec
-// (detail::map_codec in container_codecs.hpp): a JSON object, read whole, patched entry by entry in
+// (detail::map_codec in maps.hpp): a JSON object, read whole, patched entry by entry in
 // the record calls, written by make_patch as the entries that changed. Written in key order: the
 // object's keys in byte order, as every object prints, so that equal maps give the same text
 // whatever order their buckets keep.
@@ -12,11 +12,10 @@
 #include <type_traits>
 #include <unordered_map>
 
-#include <tolvi/child_codec.hpp>
-#include <tolvi/container_codecs.hpp>
-#include <tolvi/member_types.hpp>
-#include <tolvi/record_codec.hpp>
-#include <tolvi/schema.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/maps.hpp>
+#include <tolvi/detail/schema_writer.hpp>
+#include <tolvi/detail/type_check.hpp>
 
 namespace korvax {
 namespace tolvi {

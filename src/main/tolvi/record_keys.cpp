@@ -1,4 +1,4 @@
-#include <tolvi/record_keys.hpp>
+#include <tolvi/detail/record_keys.hpp>
 
 #include <algorithm>
 #include <cstring>

@@ -9,18 +9,14 @@
 // never read), an enumeration declared with TOLVI_ENUM, opaque_json_block, a record declared with
 // TOLVI_RECORD, any type with a codec of its own (impl<T>), or, nested freely, std::vector<T>,
 // std::array<T, N>, std::map<std::string, T> and std::map<K, T> whose keys K are an integer type
-// or an enumeration declared with TOLVI_ENUM; the headers in detail/ add more kinds (sets,
-// unordered maps, durations), each with its own type_check.
+// or an enumeration declared with TOLVI_ENUM, std::unordered_map, std::set, std::unordered_set of
+// these, and std::chrono::duration. Here are the problems of types that are no kind at all; each
+// kind's header checks what it holds with a type_check of its own (a container: its elements).
 
-#include <array>
-#include <map>
-#include <string>
+#include <tuple>
 #include <type_traits>
-#include <vector>
 
-#include <tolvi/container_codecs.hpp>
 #include <tolvi/context.hpp>
-#include <tolvi/enum.hpp>
 #include <tolvi/members.hpp>
 #include <tolvi/record_description.hpp>
 
@@ -41,7 +37,6 @@ enum class type_problem {
     character,
     plain_struct,
     plain_enum,
-    map_key,
     wrapper,
     unsupported,
     reported
@@ -59,12 +54,6 @@ struct type_check {
                                                 : type_problem::unsupported;
 };
 template <class T>
-struct type_check<std::vector<T>> : type_check<T> {};
-template <class T, std::size_t N>
-struct type_check<std::array<T, N>> : type_check<T> {};
-template <class T>
-struct type_check<std::map<std::string, T>> : type_check<T> {};
-template <class T>
 struct wrapper_check {
     using culprit = T;
     static constexpr type_problem problem = type_problem::wrapper;
@@ -73,17 +62,6 @@ template <class T>
 struct type_check<required<T>> : wrapper_check<required<T>> {};
 template <class T>
 struct type_check<optional<T>> : wrapper_check<optional<T>> {};
-template <class K>
-struct key_check {
-    using culprit = K;
-    static constexpr type_problem problem = type_check<K>::problem != type_problem::none
-                                                ? type_check<K>::problem
-                                                : type_problem::map_key;
-};
-template <class K, class T>
-struct type_check<std::map<K, T>>
-    : std::conditional_t<is_map_key<K>::value, type_check<T>, key_check<K>> {};
-
 // One error per problem. `Where` names the member (member_tag<&record::member>) or the type
 // handed to a call, and shows in the compiler's note above the error.
 template <class Where, class Culprit, type_problem P>
@@ -97,9 +75,6 @@ constexpr bool report_type_problem() noexcept {
     static_assert(P != type_problem::plain_enum,
                   "tolvi: this enumeration has no JSON names: declare them with TOLVI_ENUM(type, "
                   "{type::a, \"a\"}, ...)");
-    static_assert(P != type_problem::map_key,
-                  "tolvi: unsupported map key type: use std::string, an integer type or an "
-                  "enumeration declared with TOLVI_ENUM");
     static_assert(P != type_problem::wrapper,
                   "tolvi: a member wrapper is not a value: pass *member, the value it holds "
                   "(required, optional and std::optional are for a record's members only)");

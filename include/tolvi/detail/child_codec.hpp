@@ -9,18 +9,17 @@
 // own codec into a document_error at the child's place, explained by the child's type
 // (codec_traits). Nothing of it runs unless something failed.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <map>
 #include <string>
 #include <type_traits>
 
 #include <tolvi/context.hpp>
+#include <tolvi/detail/type_check.hpp>
 #include <tolvi/errors.hpp>
 #include <tolvi/json_text.hpp>
-#include <tolvi/merge_patch.hpp>
-#include <tolvi/opaque_json_block.hpp>
 #include <tolvi/options.hpp>
 #include <tolvi/record_description.hpp>
 
@@ -66,48 +65,49 @@ struct codec_traits {
     static std::string expected() { return "refused by the member's codec"; }
 };
 
-template <>
-struct codec_traits<bool> {
-    static constexpr bool all_or_nothing = true;
-    static constexpr output_check check = output_check::none;
-    static std::string expected() { return "expected true or false"; }
+// How a value of kind T travels as a child beside its codec; specialized beside each kind that
+// differs from these defaults.
+struct default_child_form {
+    // In a patch read by the record calls, a value held is patched by its codec (given `baseline`
+    // by make_patch) instead of being read again whole.
+    static constexpr bool patched_in_place = false;
+    // A value that merges into the one held: merge(v, patch) in a patch, changes(v, base) in
+    // make_patch.
+    static constexpr bool merged = false;
+    // take(v, source) moves the value out of a document the record call owns.
+    static constexpr bool takes = false;
+    // Whether a value read from scratch is read as a patch: only outside the record calls, which
+    // read it as a whole document.
+    static bool fresh_patch(impl_base const& parent) noexcept {
+        return parent.patch && !in_record_call(parent);
+    }
+};
+template <class T, class = void>
+struct child_form : default_child_form {};
+
+// Whether T holds records, at any depth: only they hold members that may be left unprovided.
+template <class T, class = void>
+struct holds_records : is_record<T> {};
+
+// The index at which the i-th element `e` of a list or set C is written: i, unless C writes its
+// elements in another order than it keeps them.
+template <class C>
+struct written_index {
+    static std::size_t of(C const&, typename C::value_type const&, std::size_t i) noexcept {
+        return i;
+    }
 };
 
-template <>
-struct codec_traits<double> {
-    static constexpr bool all_or_nothing = true;
-    static constexpr output_check check = output_check::number;
-    static std::string expected() { return "expected a number"; }
-};
+// Whether T is a map, whose entries are reached as pairs.
+template <class T>
+struct is_map : std::false_type {};
 
-template <>
-struct codec_traits<float> {
-    static constexpr bool all_or_nothing = true;
-    static constexpr output_check check = output_check::number;
-    static std::string expected() { return "expected a number from -3.4028235e38 to 3.4028235e38"; }
-};
-
-template <>
-struct codec_traits<std::string> {
-    static constexpr bool all_or_nothing = true;
-    static constexpr output_check check = output_check::text;
-    static std::string expected() { return "expected a string"; }
-};
-
-// Written, never read.
-template <>
-struct codec_traits<char const*> {
-    static constexpr bool all_or_nothing = true;
-    static constexpr output_check check = output_check::text;
-    static std::string expected() { return "cannot be read"; }
-};
-
-// Takes any value; a patch merges, and a refused merge changes nothing.
-template <>
-struct codec_traits<opaque_json_block> {
-    static constexpr bool all_or_nothing = true;
-    static constexpr output_check check = output_check::all;
-    static std::string expected() { return "expected any JSON value"; }
+// The text of a map key of type K (other than std::string): write(k), read(text, k), refusal() of a
+// text that names no K and schema() of the texts; `supported` is false for the types no map takes
+// as keys.
+template <class K, class = void>
+struct key_codec {
+    static constexpr bool supported = false;
 };
 
 // ASCII without a NUL byte, which JSON text always holds: the common case, checked here without a
@@ -232,27 +232,15 @@ void check_input(impl_base const& c, data_t const* d) {
     }
 }
 
-// In a record call that owns its document, a string, or an opaque block read whole, is moved out
-// of the document instead of copied: it is dropped from it right after anyway (drop_read). True
-// when it was. A patch merges into a block the record holds (read_held) and never comes here.
+// In a record call that owns its document, a value its kind can take (child_form::take) is moved
+// out of the document instead of copied: it is dropped from it right after anyway (drop_read). True
+// when it was.
 template <class T>
 bool take_from_document(impl_base const& c, T& v, data_t const* d) noexcept {
-    constexpr bool text = std::is_same<T, std::string>::value;
-    if constexpr (text || std::is_same<T, opaque_json_block>::value) {
+    if constexpr (child_form<T>::takes) {
         read_settings const* const settings = settings_of(c);
-        if (settings == nullptr || !settings->consume) {
-            return false;
-        }
-        Variant& source = *const_cast<data_t*>(d);
-        if constexpr (text) {
-            if (source.type != Variant::String) {
-                return false; // the codec refuses it
-            }
-            v = std::move(*source.value.stringValue);
-        } else {
-            v.json = std::move(source);
-        }
-        return true;
+        return settings != nullptr && settings->consume &&
+               child_form<T>::take(v, *const_cast<data_t*>(d));
     }
     return false;
 }
@@ -267,16 +255,9 @@ void run(impl_base const& parent, void const* other, T const& v, data_t const* d
     codec.apply();
 }
 
-template <class T>
-struct is_map : std::false_type {};
-template <class K, class T>
-struct is_map<std::map<K, T>> : std::true_type {};
-
-// Reads a value the target did not hold before: a record, a list or an element from scratch. An
-// opaque block is then taken whole: a merge into nothing would drop every value but an object. In
-// the record calls all of it is a whole document, so that a patch cannot leave it incomplete; only
-// a map in a patch is patched, entry by entry into an empty map, so that its null entries remove
-// nothing.
+// Reads a value the target did not hold before: a record, a list or an element from scratch. In the
+// record calls all of it is a whole document, so that a patch cannot leave it incomplete, unless
+// its kind says otherwise (child_form::fresh_patch).
 template <class T>
 void read_fresh(impl_base const& parent, T& v, data_t const* d) {
     if (take_from_document(parent, v, d)) {
@@ -284,26 +265,22 @@ void read_fresh(impl_base const& parent, T& v, data_t const* d) {
     }
     impl<T> codec;
     codec.set_operation(parent);
-    if constexpr (std::is_same<T, opaque_json_block>::value) {
-        codec.patch = false;
-    } else if constexpr (!is_map<T>::value) {
-        codec.patch = codec.patch && !in_record_call(parent);
-    }
+    codec.patch = child_form<T>::fresh_patch(parent);
     codec.set_data(other_for_child(parent, nullptr), &v, const_cast<data_t*>(d));
     check_input<T>(codec, d);
     codec.apply();
 }
 
-// Reads a value the target holds. In a patch read by the record calls, records are patched member
-// by member and maps entry by entry; an opaque block is merged, and a merge that Variant::mergeWith
-// refuses refuses the patch (merge_block); everything else is replaced, as read_fresh reads it.
+// Reads a value the target holds. In a patch read by the record calls, a kind patched in place
+// (records member by member, maps entry by entry) is patched by its codec, a kind that merges
+// (opaque blocks) is merged, and everything else is replaced, as read_fresh reads it.
 template <class T>
 void read_held(impl_base const& parent, T& v, data_t const* d) {
     if (parent.patch && in_record_call(parent)) {
-        if constexpr (std::is_same<T, opaque_json_block>::value) {
-            merge_block(v.json, *d);
+        if constexpr (child_form<T>::merged) {
+            child_form<T>::merge(v, *d);
             return;
-        } else if constexpr (!is_record<T>::value && !is_map<T>::value) {
+        } else if constexpr (!child_form<T>::patched_in_place) {
             read_fresh(parent, v, d);
             return;
         }
@@ -313,18 +290,16 @@ void read_held(impl_base const& parent, T& v, data_t const* d) {
     }
 }
 
-// Writes `v`, as what changed from `base` where make_patch gives one: a record member by member, a
-// map entry by entry, an opaque block as the merge that takes the base's value to it
-// (block_patch). Anything else is written whole.
+// Writes `v`, as what changed from `base` where make_patch gives one: a kind patched in place by
+// its codec, given the base; a kind that merges as the merge that takes the base's value to it.
+// Anything else is written whole.
 template <class T>
 void write_changes(impl_base const& parent, T const& v, T const* base, data_t* d) {
-    if constexpr (std::is_same<T, opaque_json_block>::value) {
-        if (base != nullptr) {
-            *d = block_patch(v.json, base->json);
+    if (base != nullptr) {
+        if constexpr (child_form<T>::merged) {
+            *d = child_form<T>::changes(v, *base);
             return;
-        }
-    } else if constexpr (is_record<T>::value || is_map<T>::value) {
-        if (base != nullptr) {
+        } else if constexpr (child_form<T>::patched_in_place) {
             impl<T> codec;
             codec.set_operation(parent);
             codec.set_data(other_for_child(parent, nullptr), const_cast<T*>(&v), d);
@@ -363,6 +338,64 @@ bool same(T const& a, T const& b) {
 
 inline bool* compare_flag(impl_base const& c) noexcept {
     return reinterpret_cast<bool*>(c.data);
+}
+
+// The mode switch of a container codec `c` over values of type V: the codec gives write(), read()
+// and equal(a, b), and a difference clears the result flag.
+template <class V, class C>
+void switch_modes(C& c) {
+    switch (c.op_mode) {
+    case serialize_to_json:
+        c.write();
+        break;
+    case deserialize_from_json:
+        c.read();
+        break;
+    case compare:
+        if (!c.equal(*static_cast<V const*>(c.other), *static_cast<V const*>(c.value))) {
+            *compare_flag(c) = false;
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+// Whether two sets or maps C hold the same elements: walked side by side where C keeps its
+// elements in order, otherwise each element of `a` against the one of `b` with its key. `equal`
+// compares two elements.
+template <bool Ordered, class C, class Key, class Equal>
+bool same_elements(C const& a, C const& b, Key key, Equal equal) {
+    if (a.size() != b.size()) {
+        return false;
+    }
+    if constexpr (Ordered) {
+        return std::equal(a.begin(), a.end(), b.begin(), equal);
+    } else {
+        return std::all_of(a.begin(), a.end(), [&](auto const& x) {
+            auto const y = b.find(key(x));
+            return y != b.end() && equal(x, *y);
+        });
+    }
+}
+
+// The root of every record call that writes. The call's settings ride in the context's `other`,
+// so that the codecs below report failures with their paths and check what they write.
+template <class T>
+void write_document(T const& v, Variant& out, options const& o, T const* baseline) {
+    if constexpr (check_type<T, T>()) {
+        read_settings const settings;
+        impl<T> codec;
+        codec.set_operation(serialize_to_json, as_data(&out));
+        codec.set_source_type(o.source_type);
+        codec.patch = o.patch;
+        if constexpr (child_form<T>::patched_in_place) {
+            codec.baseline = baseline;
+        }
+        codec.set_data(&settings, const_cast<T*>(&v), as_data(&out));
+        codec.apply();
+        check_output<T>(codec, *as_data(&out));
+    }
 }
 
 } // namespace detail

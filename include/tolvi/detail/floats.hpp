@@ -1,13 +1,21 @@
 #pragma once
 
-// float members. Written as a Double; read from an Integer or a Double like double, and a finite
-// value outside float's range is refused, as the integer codecs refuse values outside theirs.
+// double and float members: a JSON number. double's codec is the framework's own (codecs.hpp),
+// which writes a value strictly between -epsilon and epsilon as 0. float is written as a Double
+// through it; read from an Integer or a Double like double, and a finite value outside float's
+// range is refused, as the integer codecs refuse values outside theirs. The record write calls
+// refuse NaN and the infinities (unwritable_value).
 
 #include <cfloat>
 #include <charconv>
 #include <cmath>
 
+#include <string>
+
+#include <tolvi/Variant.hpp>
 #include <tolvi/codecs.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/schema_writer.hpp>
 #include <tolvi/errors.hpp>
 
 namespace korvax {
@@ -63,6 +71,37 @@ private:
     }
 };
 
+namespace detail {
+
+template <>
+struct codec_traits<double> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::number;
+    static std::string expected() { return "expected a number"; }
+};
+
+template <>
+struct codec_traits<float> {
+    static constexpr bool all_or_nothing = true;
+    static constexpr output_check check = output_check::number;
+    static std::string expected() { return "expected a number from -3.4028235e38 to 3.4028235e38"; }
+};
+
+template <>
+struct schema_of<double> {
+    static Variant get(schema_writer&) { return schema_type("number"); }
+};
+
+template <>
+struct schema_of<float> {
+    static Variant get(schema_writer&) {
+        return schema_object({{"type", Variant("number")},
+                              {"minimum", Variant(-static_cast<double>(FLT_MAX))},
+                              {"maximum", Variant(static_cast<double>(FLT_MAX))}});
+    }
+};
+
+} // namespace detail
 } // namespace v1
 } // namespace tolvi
 } // namespace korvax

@@ -17,9 +17,9 @@
 // - Driven by hand, a value the record did not hold yet (an unprovided or disengaged member, any
 //   element of a container) is read from scratch; a value it held is updated in place, so a
 //   nested record in a patch is patched member by member and an opaque_json_block is merged;
-//   containers are replaced whole (container_codecs.hpp).
+//   containers are replaced whole (lists.hpp, maps.hpp).
 // - In the record calls a patch is a merge patch: a nested record held is patched member by
-//   member, a map entry by entry (container_codecs.hpp), an opaque_json_block held is merged and a
+//   member, a map entry by entry (maps.hpp), an opaque_json_block held is merged and a
 //   merge that Variant::mergeWith refuses refuses the patch; everything else is replaced, and all
 //   that the record did not hold, lists and their elements are read as whole documents
 //   (child_codec.hpp's read_held and read_fresh). After the patch, a member left unprovided at any
@@ -52,26 +52,20 @@
 // hold one. Floating-point values compare exactly.
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
-#include <map>
 #include <string>
 #include <type_traits>
-#include <vector>
 
-#include <tolvi/child_codec.hpp>
+#include <tolvi/Variant.hpp>
 #include <tolvi/codecs.hpp>
-#include <tolvi/container_codecs.hpp>
 #include <tolvi/context.hpp>
-#include <tolvi/enum.hpp>
+#include <tolvi/detail/child_codec.hpp>
+#include <tolvi/detail/record_keys.hpp>
+#include <tolvi/detail/schema_writer.hpp>
+#include <tolvi/detail/type_check.hpp>
 #include <tolvi/errors.hpp>
-#include <tolvi/float_codec.hpp>
-#include <tolvi/json_text.hpp>
-#include <tolvi/member_types.hpp>
 #include <tolvi/members.hpp>
-#include <tolvi/opaque_json_block.hpp>
 #include <tolvi/record_description.hpp>
-#include <tolvi/record_keys.hpp>
 
 namespace korvax {
 namespace tolvi {
@@ -85,6 +79,18 @@ struct codec_traits<R, std::enable_if_t<is_record<R>::value>> {
     static constexpr bool all_or_nothing = false;
     static constexpr output_check check = output_check::none;
     static std::string expected() { return "expected an object"; }
+};
+
+// Patched member by member; make_patch hands the codec the baseline.
+template <class R>
+struct child_form<R, std::enable_if_t<is_record<R>::value>> : default_child_form {
+    static constexpr bool patched_in_place = true;
+};
+
+// Described once under "$defs" and referred to.
+template <class R>
+struct schema_of<R, std::enable_if_t<is_record<R>::value>> {
+    static Variant get(schema_writer& w) { return w.template ref<R>(); }
 };
 
 // The failures of one member, out of line so that each member costs a call.
@@ -265,27 +271,6 @@ private:
 };
 
 namespace detail {
-
-// Whether T holds records, at any depth: only they hold members that may be left unprovided.
-template <class T>
-struct holds_records : is_record<T> {};
-template <class T>
-struct holds_records<std::vector<T>> : holds_records<T> {};
-template <class T, std::size_t N>
-struct holds_records<std::array<T, N>> : holds_records<T> {};
-template <class K, class T>
-struct holds_records<std::map<K, T>>
-    : std::bool_constant<(std::is_same<K, std::string>::value || is_map_key<K>::value) &&
-                         holds_records<T>::value> {};
-
-// The index at which the i-th element `e` of a list or set C is written: i, unless C writes its
-// elements in another order than it keeps them (sets.hpp).
-template <class C>
-struct written_index {
-    static std::size_t of(C const&, typename C::value_type const&, std::size_t i) noexcept {
-        return i;
-    }
-};
 
 template <class T>
 void check_provided(T const& v);
