@@ -89,6 +89,7 @@ TEST(LargeDocuments, StepwiseParseGivesWhatTheWholeTextGives) {
         "[,1]",
         "{\"a\":1 \"b\":2}",
         "{\"a\" 1}",
+        "{\"a\" 11}", // a colon skipped blindly would take 1
         "{\"a\"}",
         "{1:2}",
         "{\"a\":1,}",
@@ -96,6 +97,7 @@ TEST(LargeDocuments, StepwiseParseGivesWhatTheWholeTextGives) {
         "{\"list\":[1 2]}",
         "{\"list\":[1,]}",
         "{\"m\":{\"a\" 1}}",
+        "{\"m\":{\"a\" 11}}",
         "{\"m\":{\"a\":1,}}",
         "{\"m\":[1]x}",
         "[1.5.3]",
